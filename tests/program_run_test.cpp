@@ -1,0 +1,358 @@
+// The real program, run on the X server this test was started under
+// (xvfb-run), ended in each of the ways a user ends it: the window's close
+// button, the Escape key, and SIGTERM. Each run leaves tessimo2.log; its
+// text is checked line by line, with the driver's own strings, and the three
+// runs must give the same text but for times and numbers.
+#include <gtest/gtest.h>
+
+#include <SDL.h>
+#include <GL/gl.h>
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+const char* kTitle = "Tessimo 2 Engine";
+
+std::string Env(const char* name)
+{
+    const char* v = getenv(name);
+    return v ? v : "";
+}
+
+std::string ReadFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteFile(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::stringstream s(text);
+    for (std::string line; std::getline(s, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+// What the driver says about itself, read from a context of our own on the
+// same display: the program must log exactly these strings.
+struct DriverStrings
+{
+    std::string vendor, renderer, version, extensions;
+};
+
+DriverStrings ReadDriverStrings()
+{
+    DriverStrings d;
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
+        return d;
+    SDL_Window* w = SDL_CreateWindow("probe", 0, 0, 64, 64, SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN);
+    SDL_GLContext c = w ? SDL_GL_CreateContext(w) : nullptr;
+    if (c)
+    {
+        auto str = [](GLenum e) {
+            const GLubyte* s = glGetString(e);
+            return std::string(s ? reinterpret_cast<const char*>(s) : "");
+        };
+        d = {str(GL_VENDOR), str(GL_RENDERER), str(GL_VERSION), str(GL_EXTENSIONS)};
+        SDL_GL_DeleteContext(c);
+    }
+    if (w)
+        SDL_DestroyWindow(w);
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    return d;
+}
+
+// A fresh run directory: the built ini/ and data.rar, unless told otherwise.
+std::string MakeRunDir(bool withIni)
+{
+    std::string base = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
+    mkdir(base.c_str(), 0755);
+    std::string dir = base + "/runXXXXXX";
+    std::vector<char> buf(dir.begin(), dir.end());
+    buf.push_back(0);
+    if (!mkdtemp(buf.data()))
+        return "";
+    dir = buf.data();
+    std::string run = Env("TESSIMO_RUN_DIR");
+    std::string cmd = "cp -r '" + run + "/data.rar' '" + dir + "/' 2>/dev/null;";
+    if (withIni)
+        cmd += "cp -r '" + run + "/ini' '" + dir + "/'";
+    if (system(cmd.c_str()) != 0 && withIni)
+        return "";
+    return dir;
+}
+
+pid_t StartProgram(const std::string& dir)
+{
+    std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        if (chdir(dir.c_str()) != 0)
+            _exit(127);
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
+        // Message boxes go to standard error instead of waiting for a click.
+        setenv("TESSIMO_HEADLESS", "1", 1);
+        execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    return pid;
+}
+
+bool WaitFor(const std::function<bool()>& done, double seconds)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (std::chrono::steady_clock::now() < end)
+    {
+        if (done())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return done();
+}
+
+// Exit status of the child, or -1 when it has not ended in time (it is
+// killed then).
+int WaitExit(pid_t pid, double seconds)
+{
+    int status = 0;
+    bool ended = WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, seconds);
+    if (!ended)
+    {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+Window FindWindow(Display* dpy, Window w, const char* title)
+{
+    char* name = nullptr;
+    if (XFetchName(dpy, w, &name) && name)
+    {
+        bool match = strcmp(name, title) == 0;
+        XFree(name);
+        if (match)
+            return w;
+    }
+    Window root, parent, *children = nullptr;
+    unsigned count = 0;
+    Window found = 0;
+    if (XQueryTree(dpy, w, &root, &parent, &children, &count))
+    {
+        for (unsigned i = 0; i < count && !found; ++i)
+            found = FindWindow(dpy, children[i], title);
+        if (children)
+            XFree(children);
+    }
+    return found;
+}
+
+enum class Ending
+{
+    CloseButton,
+    EscapeKey,
+    Terminate,
+};
+
+void EndProgram(pid_t pid, Ending how)
+{
+    if (how == Ending::Terminate)
+    {
+        kill(pid, SIGTERM);
+        return;
+    }
+    Display* dpy = XOpenDisplay(nullptr);
+    ASSERT_NE(dpy, nullptr);
+    Window win = 0;
+    ASSERT_TRUE(WaitFor([&] { return (win = FindWindow(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
+        << "the program's window never appeared";
+    if (how == Ending::CloseButton)
+    {
+        // What a window manager sends when the close button is clicked.
+        XEvent e{};
+        e.xclient.type = ClientMessage;
+        e.xclient.window = win;
+        e.xclient.message_type = XInternAtom(dpy, "WM_PROTOCOLS", False);
+        e.xclient.format = 32;
+        e.xclient.data.l[0] = static_cast<long>(XInternAtom(dpy, "WM_DELETE_WINDOW", False));
+        e.xclient.data.l[1] = CurrentTime;
+        XSendEvent(dpy, win, False, NoEventMask, &e);
+    }
+    else
+    {
+        XSetInputFocus(dpy, win, RevertToParent, CurrentTime);
+        XSync(dpy, False);
+        KeyCode esc = XKeysymToKeycode(dpy, XK_Escape);
+        XTestFakeKeyEvent(dpy, esc, True, 0);
+        XSync(dpy, False);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        XTestFakeKeyEvent(dpy, esc, False, 0);
+    }
+    XSync(dpy, False);
+    XCloseDisplay(dpy);
+}
+
+// One run: start, let it draw for a while, end it, return the log.
+std::string RunProgram(const std::string& dir, Ending how)
+{
+    pid_t pid = StartProgram(dir);
+    EXPECT_GT(pid, 0);
+    std::string log = dir + "/tessimo2.log";
+    EXPECT_TRUE(WaitFor([&] { return ReadFile(log).find("- init openGL engine") != std::string::npos; }, 30))
+        << "the program never got its GL context";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EndProgram(pid, how);
+    EXPECT_EQ(WaitExit(pid, 30), 0);
+    return ReadFile(log);
+}
+
+std::string Quote(const std::string& s)
+{
+    static const std::regex special(R"([.^$|()\[\]{}*+?\\])");
+    return std::regex_replace(s, special, R"(\$&)");
+}
+
+// The lines of a normal windowed run, as patterns.
+std::vector<std::string> ExpectedLines(const DriverStrings& d, const std::string& tryingLine)
+{
+    const std::string n = R"(\d+)";
+    return {
+        "TESSIMO 2 engine log file",
+        "log created the " + n + "/" + n + "/" + n + " at " + n + "h " + n + "m " + n + "s",
+        "",
+        Quote(tryingLine),
+        "- showing the window",
+        "- setting up perspective and GL variables",
+        "- that's running!",
+        "- init openGL engine :",
+        Quote("    + vendor   : " + d.vendor),
+        Quote("    + renderer : " + d.renderer),
+        Quote("    + version  : " + d.version),
+        Quote("    + listing all extensions : " + d.extensions),
+        "- initializing fmod",
+        R"(    \+ init output (Windows Multimedia Waveout |Direct Sound |A3D )?ok!)",
+        R"(    \+ init driver .* ok!)",
+        R"(    \+ init mixer ok!)",
+        R"(    \+ init fsound with \d+ channels at \d+ hz  ok!)",
+        "- tessimo has drawn " + n + " frames in " + n + R"( seconds, average FPS : (\d+\.\d+|inf|nan|-nan))",
+        "- shutting down at " + n + "h " + n + "m " + n + "s",
+    };
+}
+
+void ExpectLog(const std::string& log, const std::vector<std::string>& patterns)
+{
+    std::vector<std::string> lines = Lines(log);
+    ASSERT_EQ(lines.size(), patterns.size()) << log;
+    for (size_t i = 0; i < lines.size(); ++i)
+        EXPECT_TRUE(std::regex_match(lines[i], std::regex(patterns[i])))
+            << "line " << i + 1 << ": \"" << lines[i] << "\"\n  expected: " << patterns[i];
+    EXPECT_EQ(log.back(), '\n');
+}
+
+std::string WithoutNumbers(const std::string& s)
+{
+    return std::regex_replace(s, std::regex(R"(\d+(\.\d+)?)"), "#");
+}
+
+class ProgramRun : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (Env("DISPLAY").empty())
+            GTEST_SKIP() << "no X display";
+        driver = ReadDriverStrings();
+        ASSERT_FALSE(driver.renderer.empty());
+    }
+    DriverStrings driver;
+};
+
+const char* kDefaultTrying = "- trying to create windowed application <Tessimo 2 Engine> in 800x600@16 with a 0 "
+                             "bit(s) stencil buffer and a 16 bits z-buffer";
+
+TEST_F(ProgramRun, ThreeWaysToEndGiveTheSameLog)
+{
+    std::vector<std::string> logs;
+    for (Ending how : {Ending::CloseButton, Ending::EscapeKey, Ending::Terminate})
+    {
+        std::string dir = MakeRunDir(true);
+        ASSERT_FALSE(dir.empty());
+        std::string log = RunProgram(dir, how);
+        std::vector<std::string> lines = Lines(log);
+        ASSERT_GE(lines.size(), 4u) << log;
+        ExpectLog(log, ExpectedLines(driver, lines[3]));
+        logs.push_back(WithoutNumbers(log));
+    }
+    EXPECT_EQ(logs[0], logs[1]);
+    EXPECT_EQ(logs[0], logs[2]);
+}
+
+TEST_F(ProgramRun, WithoutSettingsTheDefaultsApply)
+{
+    std::string dir = MakeRunDir(false);
+    ASSERT_FALSE(dir.empty());
+    ExpectLog(RunProgram(dir, Ending::EscapeKey), ExpectedLines(driver, kDefaultTrying));
+}
+
+TEST_F(ProgramRun, FullscreenInAnyLetterCaseAsksForFullscreen)
+{
+    std::string dir = MakeRunDir(false);
+    ASSERT_FALSE(dir.empty());
+    mkdir((dir + "/ini").c_str(), 0755);
+    WriteFile(dir + "/ini/tessimo2.ini", "[3D engine]\nfullscreen = TrUe\nwindow_width=640\nwindow_height=480\n");
+    std::string log = RunProgram(dir, Ending::Terminate);
+    std::vector<std::string> lines = Lines(log);
+    ASSERT_GE(lines.size(), 4u) << log;
+    EXPECT_EQ(lines[3], "- trying to create fullscreen application <Tessimo 2 Engine> in 640x480@16 with a 0 "
+                        "bit(s) stencil buffer and a 16 bits z-buffer");
+    EXPECT_NE(log.find("- that's running!"), std::string::npos) << log;
+}
+
+TEST_F(ProgramRun, RefusedWindowExitsWithStatusOne)
+{
+    // A window far beyond what any driver gives: Create fails, shows its box
+    // (on standard error here), logs its line and the program exits with 1.
+    std::string dir = MakeRunDir(false);
+    ASSERT_FALSE(dir.empty());
+    mkdir((dir + "/ini").c_str(), 0755);
+    WriteFile(dir + "/ini/tessimo2.ini", "[3D engine]\nwindow_width=100000\nwindow_height=100000\n");
+    pid_t pid = StartProgram(dir);
+    int status = WaitExit(pid, 60);
+    std::string log = ReadFile(dir + "/tessimo2.log");
+    EXPECT_EQ(status, 1) << log;
+    EXPECT_NE(log.find("- trying to create windowed application <Tessimo 2 Engine> in 100000x100000@16"),
+              std::string::npos)
+        << log;
+    EXPECT_EQ(log.find("- that's running!"), std::string::npos) << log;
+}
+
+} // namespace
