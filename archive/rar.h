@@ -1,0 +1,26 @@
+// Reading one entry out of a RAR 2.0 archive.
+//
+// RarExtract walks the archive's blocks to the named entry, unpacks
+// whatever a solid archive needs in front of it, deciphers on the way and
+// checks the CRC-32 of the result. All its state lies in one module-level
+// record, so one extraction runs at a time. It prints nothing: every
+// failure (no archive, no entry, unsupported version, damaged data, wrong
+// password) ends in false, with `*data` null and `*size` 0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// On success `*data` is a malloc'ed block of the entry's bytes, owned by the
+// caller (free it), and `*size` their number. `entryName` and `archiveName`
+// up to 259 characters; `password` up to 255, may be null or empty.
+bool RarExtract(uint8_t** data, uint32_t* size, const char* entryName, const char* archiveName,
+                const char* password);
+
+// The same walk over an archive that lies in memory (tests and fuzzing).
+bool RarExtractMemory(uint8_t** data, uint32_t* size, const char* entryName, const uint8_t* archive,
+                      size_t archiveSize, const char* password);
+
+// The standard CRC-32 (reflected, polynomial 0xEDB88320) of `size` bytes,
+// continuing from `crc` (0 to start).
+uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size);
