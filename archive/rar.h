@@ -24,3 +24,23 @@ bool RarExtractMemory(uint8_t** data, uint32_t* size, const char* entryName, con
 // The standard CRC-32 (reflected, polynomial 0xEDB88320) of `size` bytes,
 // continuing from `crc` (0 to start).
 uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size);
+
+// Entry names match regardless of letter case and of '\\', '/' or '_'.
+bool RarNamesMatch(const char* a, const char* b);
+
+// What the walk sees of one file block, for listings.
+struct RarEntryInfo
+{
+    char name[260];
+    uint32_t packSize;
+    uint32_t unpackSize;
+    uint32_t fileCrc;
+    uint16_t flags;
+    uint8_t unpackVersion;
+    uint8_t method;
+};
+
+// Calls `visit` for each file block up to the end of the walk (the end of
+// the file or a sub-block). False when the archive doesn't open or has no
+// RAR 2.0 signature and main header.
+bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, void*), void* user);

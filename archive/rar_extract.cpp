@@ -145,14 +145,6 @@ void NormaliseName(const char* name, char* out)
     out[i] = 0;
 }
 
-bool NamesMatch(const char* a, const char* b)
-{
-    char left[512], right[512];
-    NormaliseName(a, left);
-    NormaliseName(b, right);
-    return strcmp(left, right) == 0;
-}
-
 // A stored entry: its bytes as they lie, deciphered in whole groups of 16,
 // so the output block has room for the last group's rounding.
 void RarReadStored()
@@ -235,7 +227,7 @@ bool RarWalk()
     {
         if (RarNextFileBlock() < 1 || g_rar.stoppedType == kRarSubHead)
             return false;
-        g_rar.entryFound = NamesMatch(g_rar.header.name, g_rar.entryName);
+        g_rar.entryFound = RarNamesMatch(g_rar.header.name, g_rar.entryName);
         if (solid || g_rar.entryFound)
         {
             if (!RarProcessEntry(archiveSize))
@@ -314,6 +306,51 @@ bool RarExtractMemory(uint8_t** data, uint32_t* size, const char* entryName, con
     if (!stream)
         return false;
     return RarExtractStream(stream, data, size, entryName, "", password);
+}
+
+bool RarNamesMatch(const char* a, const char* b)
+{
+    char left[512], right[512];
+    NormaliseName(a, left);
+    NormaliseName(b, right);
+    return strcmp(left, right) == 0;
+}
+
+bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, void*), void* user)
+{
+    char path[1024];
+    if (!MapPath(archiveName, path, sizeof(path)))
+        return false;
+    FILE* stream = fopen(path, "rb");
+    if (!stream)
+        return false;
+    memset(&g_rar, 0, sizeof(g_rar));
+    g_rar.stream = stream;
+    bool ok = RarCheckSignature();
+    if (ok)
+    {
+        int64_t skip =
+            g_rar.mainHeadSize > kRarMainHeadSize ? g_rar.mainHeadSize - kRarMainHeadSize : 0;
+        fseeko(stream, 7 + kRarMainHeadSize + skip, SEEK_SET);
+        while (RarNextFileBlock() >= 1 && g_rar.stoppedType == kRarFileHead)
+        {
+            const RarBlockHeader& h = g_rar.header;
+            RarEntryInfo info;
+            memcpy(info.name, h.name, sizeof(info.name));
+            info.packSize = h.packSize;
+            info.unpackSize = h.unpackSize;
+            info.fileCrc = h.fileCrc;
+            info.flags = h.headFlags;
+            info.unpackVersion = h.unpackVersion;
+            info.method = h.method;
+            visit(info, user);
+            if (fseeko(stream, g_rar.nextBlock, SEEK_SET) != 0)
+                break;
+        }
+    }
+    fclose(stream);
+    g_rar.stream = nullptr;
+    return ok;
 }
 
 uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size)
