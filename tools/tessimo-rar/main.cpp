@@ -37,7 +37,7 @@ int Fail(int status, const std::string& message)
 
 int Usage(const std::string& message)
 {
-    return Fail(2, message + "\n" + kUsage);
+    return Fail(2, message + "; " + kUsage);
 }
 
 // Writes `size` bytes to `path` through a temporary file in the same folder.
