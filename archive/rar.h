@@ -44,3 +44,5 @@ struct RarEntryInfo
 // the file or a sub-block). False when the archive doesn't open or has no
 // RAR 2.0 signature and main header.
 bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, void*), void* user);
+bool RarListEntriesMemory(const uint8_t* archive, size_t archiveSize,
+                          void (*visit)(const RarEntryInfo&, void*), void* user);

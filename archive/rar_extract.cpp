@@ -316,14 +316,11 @@ bool RarNamesMatch(const char* a, const char* b)
     return strcmp(left, right) == 0;
 }
 
-bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, void*), void* user)
+namespace
 {
-    char path[1024];
-    if (!MapPath(archiveName, path, sizeof(path)))
-        return false;
-    FILE* stream = fopen(path, "rb");
-    if (!stream)
-        return false;
+
+bool RarListStream(FILE* stream, void (*visit)(const RarEntryInfo&, void*), void* user)
+{
     memset(&g_rar, 0, sizeof(g_rar));
     g_rar.stream = stream;
     bool ok = RarCheckSignature();
@@ -351,6 +348,25 @@ bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, 
     fclose(stream);
     g_rar.stream = nullptr;
     return ok;
+}
+
+} // namespace
+
+bool RarListEntries(const char* archiveName, void (*visit)(const RarEntryInfo&, void*), void* user)
+{
+    char path[1024];
+    if (!MapPath(archiveName, path, sizeof(path)))
+        return false;
+    FILE* stream = fopen(path, "rb");
+    return stream && RarListStream(stream, visit, user);
+}
+
+bool RarListEntriesMemory(const uint8_t* archive, size_t archiveSize,
+                          void (*visit)(const RarEntryInfo&, void*), void* user)
+{
+    FILE* stream =
+        archiveSize ? fmemopen(const_cast<uint8_t*>(archive), archiveSize, "rb") : nullptr;
+    return stream && RarListStream(stream, visit, user);
 }
 
 uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size)

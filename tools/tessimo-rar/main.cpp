@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -52,6 +53,10 @@ bool WriteAtomically(const std::string& path, const uint8_t* data, size_t size, 
         *error = "cannot write " + path + ": " + strerror(errno);
         return false;
     }
+    // mkstemp makes the file private; the result gets the usual mode.
+    mode_t mask = umask(0);
+    umask(mask);
+    fchmod(fd, 0666 & ~mask);
     FILE* file = fdopen(fd, "wb");
     bool ok = file && fwrite(data, 1, size, file) == size;
     ok = (file ? fclose(file) == 0 : close(fd) == 0) && ok;
