@@ -1,0 +1,19 @@
+// The engine log, "tessimo2.log" in the current directory.
+//
+// There is no open handle between writes: each writer opens the file,
+// writes and closes it, so nothing stays buffered. "wt" empties the file
+// (only Window::Create does that), "at" appends.
+#pragma once
+
+#include <cstdio>
+
+#define TESSIMO_LOG_FILE "tessimo2.log"
+
+// May return null (read-only folder): writers then write nothing.
+FILE* OpenLog(const char* mode);
+// Appends one formatted text ("at"), for the writers with a single line.
+void LogPrintf(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;

@@ -1,0 +1,4 @@
+// GL entry points by name; needs a current context.
+#pragma once
+
+void* GetGLProcAddress(const char* name);
