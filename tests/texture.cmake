@@ -1,0 +1,8 @@
+# Textures: the image decoders alone, and the loaders on a real GL context.
+# The decoder suite compiles the decoders in, so it needs neither GL nor the
+# rest of the resources library.
+tessimo_test(texture_image_test LABEL unit
+  SOURCES texture_image_test.cpp
+    ${CMAKE_SOURCE_DIR}/resources/dib_image.cpp
+    ${CMAKE_SOURCE_DIR}/resources/targa_image.cpp
+  LIBS tessimo_archive)
