@@ -6,3 +6,6 @@ tessimo_test(texture_image_test LABEL unit
     ${CMAKE_SOURCE_DIR}/resources/dib_image.cpp
     ${CMAKE_SOURCE_DIR}/resources/targa_image.cpp
   LIBS tessimo_archive)
+tessimo_test(texture_test LABEL gl
+  SOURCES texture_test.cpp
+  LIBS tessimo_resources tessimo_archive tessimo_platform)

@@ -3,6 +3,7 @@
 // the decoded pixels can be compared with it.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -265,7 +266,8 @@ inline Bytes WriteBmp(const Picture& p, const BmpOptions& o)
 inline Bytes WriteTarga(uint32_t width, uint32_t height, uint8_t depth, const Bytes& pixels,
                         uint8_t type = 2, uint8_t idLength = 0, uint8_t descriptor = 0)
 {
-    Bytes file(18, 0);
+    Bytes file(18 + pixels.size(), 0);
+    std::copy(pixels.begin(), pixels.end(), file.begin() + 18);
     file[0] = idLength;
     file[2] = type;
     file[12] = uint8_t(width);
@@ -274,7 +276,6 @@ inline Bytes WriteTarga(uint32_t width, uint32_t height, uint8_t depth, const By
     file[15] = uint8_t(height >> 8);
     file[16] = depth;
     file[17] = descriptor;
-    file.insert(file.end(), pixels.begin(), pixels.end());
     return file;
 }
 
