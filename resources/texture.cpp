@@ -231,13 +231,21 @@ bool Texture::LoadTarga(const char* fileName, const char* archiveName, const cha
     return true;
 }
 
+// A texture that came from a bitmap has no `path`: it is left as it is.
+// After a failed reload the texture shows no image, as its name is gone;
+// `id` then holds a fresh, empty name of its own rather than the deleted
+// one, so that GL can't hand that number to another texture which this
+// one's destructor or Bind would then reach.
 bool Texture::Reload(const char* archiveName, const char* password)
 {
-    if (id == 0)
+    if (id == 0 || path[0] == '\0')
         return false;
     glDeleteTextures(1, &id);
-    // LoadTarga copies `path` into `path`: hand it a copy, not the field.
+    // LoadTarga copies the file name into `path`: hand it a copy.
     char file[sizeof path];
     CopyName(file, path);
-    return LoadTarga(file, archiveName, password);
+    if (LoadTarga(file, archiveName, password))
+        return true;
+    glGenTextures(1, &id);
+    return false;
 }

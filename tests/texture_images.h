@@ -28,8 +28,10 @@ struct Picture
 };
 
 // A pattern that differs along both axes (so a flip or a shift shows), in
-// `colours` colours, or in free 24-bit colour with `colours` 0. The corners
-// are pure white, black, red and blue, exact at every depth.
+// `colours` colours, or in free 24-bit colour with `colours` 0. Indexed
+// pictures have runs on their left half and a change at every pixel on the
+// right; true-colour ones have pure white, black, red and blue corners,
+// exact at every depth.
 inline Picture MakePicture(uint32_t width, uint32_t height, uint32_t colours)
 {
     Picture p;
@@ -38,47 +40,21 @@ inline Picture MakePicture(uint32_t width, uint32_t height, uint32_t colours)
     for (uint32_t i = 0; i < colours; ++i)
         p.palette.push_back(
             Colour{uint8_t(i * 37 + 11), uint8_t(i * 91 + 5), uint8_t(250 - i * 53)});
-    if (colours >= 4)
-    {
-        p.palette[0] = {255, 255, 255};
-        p.palette[1] = {0, 0, 0};
-        p.palette[2] = {255, 0, 0};
-        p.palette[3] = {0, 0, 255};
-    }
+    const Colour corners[4] = {{255, 255, 255}, {0, 0, 0}, {255, 0, 0}, {0, 0, 255}};
     for (uint32_t y = 0; y < height; ++y)
         for (uint32_t x = 0; x < width; ++x)
         {
             Colour c{uint8_t(x * 5 + y), uint8_t(y * 9 + 3 * x), uint8_t(x * y + 17)};
             if (colours)
             {
-                // Runs on the left half, changes at every pixel on the right.
-                uint32_t i =
-                    x < width / 2 ? ((x / 6) * 5 + y) % colours : (x * 7 + y * 3) % colours;
+                uint32_t i = x < width / 2 ? (x / 6 * 5 + y) % colours : (x * 7 + y * 3) % colours;
                 p.index.push_back(i);
                 c = p.palette[i];
             }
+            else if ((x == 0 || x == width - 1) && (y == 0 || y == height - 1))
+                c = corners[(x ? 1 : 0) + (y ? 2 : 0)];
             p.rgb.insert(p.rgb.end(), c.begin(), c.end());
         }
-    auto corner = [&](uint32_t x, uint32_t y, uint32_t i)
-    {
-        if (colours && i >= colours)
-            return;
-        size_t at = size_t(y) * width + x;
-        Colour c = colours ? p.palette[i] : Colour{};
-        if (!colours)
-            c = i == 0   ? Colour{255, 255, 255}
-                : i == 1 ? Colour{0, 0, 0}
-                : i == 2 ? Colour{255, 0, 0}
-                         : Colour{0, 0, 255};
-        if (colours)
-            p.index[at] = i;
-        for (int k = 0; k < 3; ++k)
-            p.rgb[3 * at + k] = c[k];
-    };
-    corner(0, 0, 0);
-    corner(width - 1, 0, 1);
-    corner(0, height - 1, 2);
-    corner(width - 1, height - 1, 3);
     return p;
 }
 
@@ -115,51 +91,44 @@ inline uint32_t Quantise(uint8_t value, uint32_t mask)
     return uint32_t((value * max + 127) / 255) << shift;
 }
 
+// Runs of two or more as repeat codes; stretches without such runs as
+// literals, or as runs of one where they are shorter than three pixels.
 inline void EncodeRleRow(const Picture& p, uint32_t y, bool rle4, Bytes& out)
 {
     const uint32_t* row = &p.index[size_t(y) * p.width];
-    uint32_t x = 0;
-    while (x < p.width)
+    auto runAt = [&](uint32_t x)
     {
-        uint32_t run = 1;
-        while (x + run < p.width && run < 255 && row[x + run] == row[x])
-            ++run;
+        uint32_t n = 1;
+        while (x + n < p.width && n < 255 && row[x + n] == row[x])
+            ++n;
+        return n;
+    };
+    for (uint32_t x = 0; x < p.width;)
+    {
         uint32_t literal = 0;
-        while (run < 3 && x + literal < p.width && literal < 255)
-        {
+        while (x + literal < p.width && literal < 255 && runAt(x + literal) < 2)
             ++literal;
-            run = 1;
-            while (x + literal + run < p.width && run < 3 &&
-                   row[x + literal + run] == row[x + literal])
-                ++run;
-        }
-        if (literal >= 3)
+        if (literal < 3)
         {
-            out.push_back(0);
-            out.push_back(uint8_t(literal));
-            size_t start = out.size();
-            for (uint32_t i = 0; i < literal; ++i)
-            {
-                if (!rle4)
-                    out.push_back(uint8_t(row[x + i]));
-                else if (i % 2 == 0)
-                    out.push_back(uint8_t(row[x + i] << 4));
-                else
-                    out.back() |= uint8_t(row[x + i]);
-            }
-            if ((out.size() - start) % 2)
-                out.push_back(0);
-            x += literal;
+            uint32_t n = literal ? 1 : runAt(x);
+            out.insert(out.end(), {uint8_t(n), uint8_t(rle4 ? row[x] * 17 : row[x])});
+            x += n;
             continue;
         }
-        if (literal)
-            run = 1; // one or two odd pixels: runs of one
-        out.push_back(uint8_t(run));
-        out.push_back(uint8_t(rle4 ? row[x] * 17 : row[x]));
-        x += run;
+        out.insert(out.end(), {0, uint8_t(literal)});
+        for (uint32_t i = 0; i < literal; ++i, ++x)
+        {
+            if (!rle4)
+                out.push_back(uint8_t(row[x]));
+            else if (i % 2 == 0)
+                out.push_back(uint8_t(row[x] << 4));
+            else
+                out.back() |= uint8_t(row[x]);
+        }
+        if (out.size() % 2) // codes are pairs of bytes from the start
+            out.push_back(0);
     }
-    out.push_back(0); // end of line
-    out.push_back(0);
+    out.insert(out.end(), {0, 0}); // end of line
 }
 
 inline Bytes EncodePixels(const Picture& p, const BmpOptions& o, const uint32_t* masks)

@@ -251,6 +251,17 @@ TEST_F(TextureGl, ReloadReadsThePathAgain)
     EXPECT_STREQ(t.name, "r.tga");
     EXPECT_STREQ(t.path, "r.tga");
     EXPECT_EQ(Log(), "## cannot open file <r.tga> ##\n");
+    t.Bind(); // no image any more
+    EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 0);
+
+    // A bitmap texture has no path to reload from: it stays as it is.
+    WriteFile("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
+    Texture bmp;
+    ASSERT_TRUE(bmp.LoadBmp("b.bmp"));
+    EXPECT_FALSE(bmp.Reload("", nullptr));
+    bmp.Bind();
+    EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 4);
+    EXPECT_EQ(Log(), "## cannot open file <r.tga> ##\n");
 }
 
 // The path the engine takes: a Targa entry of an enciphered archive, named
