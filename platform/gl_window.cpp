@@ -49,6 +49,13 @@ bool FindDisplayMode(int width, int height, int bpp, SDL_DisplayMode* found)
 {
     int count = SDL_GetNumDisplayModes(0);
     bool any = false;
+    // Some drivers list no modes; the desktop's own mode is always there.
+    SDL_DisplayMode desktop;
+    if (SDL_GetDesktopDisplayMode(0, &desktop) == 0 && desktop.w == width && desktop.h == height)
+    {
+        *found = desktop;
+        any = true;
+    }
     for (int i = 0; i < count; ++i)
     {
         SDL_DisplayMode mode;

@@ -1,0 +1,341 @@
+// The platform layer without GL: the message queue fed from SDL events and
+// signals, key codes, profile reads, counters, boxes and the sound stand-in.
+#include <gtest/gtest.h>
+
+#include <SDL.h>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <sys/stat.h>
+
+#include "app_test_util.h"
+#include "platform/counter.h"
+#include "platform/keys.h"
+#include "platform/message_box.h"
+#include "platform/messages.h"
+#include "platform/profile.h"
+#include "platform/sound.h"
+#include "platform/system_time.h"
+
+namespace
+{
+
+std::vector<MSG> Drain()
+{
+    std::vector<MSG> all;
+    MSG m;
+    while (PeekMessage(&m))
+        all.push_back(m);
+    return all;
+}
+
+std::vector<MSG> g_dispatched;
+intptr_t RecordingProc(uint32_t message, uintptr_t wParam, intptr_t lParam)
+{
+    g_dispatched.push_back({message, wParam, lParam});
+    return 42;
+}
+
+TEST(MessageQueue, FifoQuitStatusDispatchAndCloseSignals)
+{
+    ClearMessageQueue();
+    MSG m;
+    EXPECT_FALSE(PeekMessage(&m));
+
+    PostMessage(WM_KEYDOWN, 0x41, 7);
+    PostQuitMessage(0x8570);
+    std::vector<MSG> got = Drain();
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0].message, WM_KEYDOWN);
+    EXPECT_EQ(got[0].wParam, 0x41u);
+    EXPECT_EQ(got[0].lParam, 7);
+    EXPECT_EQ(got[1].message, WM_QUIT);
+    EXPECT_EQ(got[1].wParam, 0x8570u);
+
+    SetWindowProc(RecordingProc);
+    EXPECT_EQ(DispatchMessage(&got[0]), 42);
+    ASSERT_EQ(g_dispatched.size(), 1u);
+    EXPECT_EQ(g_dispatched[0].wParam, 0x41u);
+    SetWindowProc(nullptr);
+
+    // SIGTERM and SIGINT end the program the orderly way: one WM_CLOSE each
+    // time, and the process lives on.
+    raise(SIGTERM);
+    got = Drain();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].message, WM_CLOSE);
+    raise(SIGINT);
+    raise(SIGINT);
+    got = Drain();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].message, WM_CLOSE);
+}
+
+TEST(MessageQueue, SdlEventsBecomeWindowMessages)
+{
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    ASSERT_EQ(SDL_InitSubSystem(SDL_INIT_VIDEO), 0) << SDL_GetError();
+    ClearMessageQueue();
+    Drain(); // whatever SDL says at start-up
+
+    auto key = [](Uint32 type, SDL_Scancode sc, SDL_Keycode sym)
+    {
+        SDL_Event e = {};
+        e.type = type;
+        e.key.type = type;
+        e.key.keysym.scancode = sc;
+        e.key.keysym.sym = sym;
+        SDL_PushEvent(&e);
+    };
+    auto window = [](Uint8 event, int a, int b)
+    {
+        SDL_Event e = {};
+        e.type = SDL_WINDOWEVENT;
+        e.window.event = event;
+        e.window.data1 = a;
+        e.window.data2 = b;
+        SDL_PushEvent(&e);
+    };
+    key(SDL_KEYDOWN, SDL_SCANCODE_KP_PLUS, SDLK_KP_PLUS);
+    key(SDL_KEYUP, SDL_SCANCODE_KP_PLUS, SDLK_KP_PLUS);
+    key(SDL_KEYDOWN, SDL_SCANCODE_RALT, SDLK_RALT); // AltGr: Ctrl and Alt
+    key(SDL_KEYDOWN, SDL_SCANCODE_GRAVE, SDLK_BACKQUOTE);
+    window(SDL_WINDOWEVENT_FOCUS_LOST, 0, 0);
+    window(SDL_WINDOWEVENT_MINIMIZED, 0, 0);
+    window(SDL_WINDOWEVENT_FOCUS_GAINED, 0, 0);
+    window(SDL_WINDOWEVENT_SIZE_CHANGED, 640, 480);
+    window(SDL_WINDOWEVENT_CLOSE, 0, 0);
+
+    std::vector<MSG> got = Drain();
+    std::vector<std::pair<uint32_t, uintptr_t>> expected = {
+        {WM_KEYDOWN, VK_ADD},   {WM_KEYUP, VK_ADD},       {WM_KEYDOWN, VK_CONTROL},
+        {WM_KEYDOWN, VK_MENU},  {WM_KEYDOWN, VK_OEM_7},   {WM_ACTIVATE, WA_INACTIVE},
+        {WM_ACTIVATE, 0x10000}, {WM_ACTIVATE, WA_ACTIVE}, {WM_SIZE, 0},
+        {WM_CLOSE, 0},
+    };
+    ASSERT_EQ(got.size(), expected.size());
+    for (size_t i = 0; i < got.size(); ++i)
+    {
+        EXPECT_EQ(got[i].message, expected[i].first) << i;
+        EXPECT_EQ(got[i].wParam, expected[i].second) << i;
+    }
+    EXPECT_EQ(got[8].lParam, 640 | (480 << 16));
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+}
+
+TEST(Keys, PositionalKeysLettersByLayoutAndTheConsoleKeys)
+{
+    // The key below Escape, keypad plus and minus, the two bracket keys.
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_GRAVE, SDLK_BACKQUOTE), VK_OEM_7);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_PLUS, SDLK_KP_PLUS), VK_ADD);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_MINUS, SDLK_KP_MINUS), VK_SUBTRACT);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_MINUS, ')'), VK_OEM_4);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_EQUALS, '='), VK_OEM_PLUS);
+    // Digits by position even where the layout types '&' or 0xE0.
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_1, '&'), 0x31u);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_0, 0xE0), 0x30u);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_9, '9'), 0x39u);
+    // Letters by layout: the AZERTY key in the QWERTY 'Q' place types 'a'.
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_Q, SDLK_a), 0x41u);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_SEMICOLON, SDLK_m), 0x4Du);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_Z, SDLK_UNKNOWN), 0x5Au);
+    // Everything else the console reads.
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_ESCAPE, SDLK_ESCAPE), VK_ESCAPE);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_SPACE, SDLK_SPACE), VK_SPACE);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_DIVIDE, SDLK_KP_DIVIDE), VK_DIVIDE);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_PERIOD, SDLK_KP_PERIOD), VK_DECIMAL);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_F3, SDLK_F3), VK_F3);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_BACKSPACE, SDLK_BACKSPACE), VK_BACK);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_RETURN, SDLK_RETURN), VK_RETURN);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_ENTER, SDLK_KP_ENTER), VK_RETURN);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_TAB, SDLK_TAB), VK_TAB);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_RSHIFT, SDLK_RSHIFT), VK_SHIFT);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_LCTRL, SDLK_LCTRL), VK_CONTROL);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_KP_7, SDLK_KP_7), 0x67u);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_MUTE, SDLK_MUTE), 0u);
+}
+
+class Profile : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        dir = apptest::EnterTempDir();
+        ASSERT_FALSE(dir.empty());
+        mkdir("Ini", 0755);
+    }
+    std::string Read(const char* section, const char* key, const char* def, uint32_t size = 128)
+    {
+        char out[512];
+        uint32_t n = GetPrivateProfileString(section, key, def, out, size, file.c_str());
+        EXPECT_EQ(n, strlen(out));
+        return out;
+    }
+    std::string dir;
+    // Written with '\' and the other letter case of the folder.
+    std::string file = "ini\\test.ini";
+};
+
+TEST_F(Profile, CaselessNamesTrimmedValuesDefaultsAndCut)
+{
+    std::string longValue(300, 'v');
+    apptest::WriteText("Ini/test.ini", "; comment\r\n"
+                                       "garbage line without equals\n"
+                                       "orphan=before any section\n"
+                                       "[ 3D Engine ]\r\n"
+                                       "  Window_Width =  1024  \r\n"
+                                       "title = \"quoted text\"\n"
+                                       "empty=\n"
+                                       "[unterminated\n"
+                                       "long=" +
+                                           longValue +
+                                           "\n"
+                                           "[Sound]\n"
+                                           "window_width=7\n"
+                                           "last=no newline");
+    EXPECT_EQ(Read("3d engine", "WINDOW_WIDTH", "800"), "1024");
+    EXPECT_EQ(Read("3D engine", "title", ""), "quoted text");
+    EXPECT_EQ(Read("3D engine", "empty", "dflt"), "");
+    EXPECT_EQ(Read("3D engine", "missing", "dflt"), "dflt");
+    EXPECT_EQ(Read("3D engine", "missing", nullptr), "");
+    EXPECT_EQ(Read("3D engine", "orphan", "none"), "none");
+    EXPECT_EQ(Read("nosection", "window_width", "800"), "800");
+    EXPECT_EQ(Read("sound", "window_width", "800"), "7");
+    EXPECT_EQ(Read("sound", "last", ""), "no newline");
+    // A malformed header line is skipped; its keys stay in the section above.
+    EXPECT_EQ(Read("3D engine", "long", "", 128), longValue.substr(0, 127));
+    EXPECT_EQ(Read("3D engine", "long", "", 5), "vvvv");
+    EXPECT_EQ(Read("3D engine", "missing", "default text", 8), "default");
+
+    char out[16] = "x";
+    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", out, 0, file.c_str()), 0u);
+    EXPECT_STREQ(out, "x");
+    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", out, sizeof out, "no/such/file.ini"), 1u);
+    EXPECT_STREQ(out, "d");
+}
+
+TEST_F(Profile, KeyMayShareTheOutputBuffer)
+{
+    apptest::WriteText("Ini/test.ini", "[FMOD]\nFSOUND_OUTPUT_DSOUND=2\n");
+    char buffer[128] = "fsound_output_dsound";
+    GetPrivateProfileString("FMOD", buffer, "-1", buffer, sizeof buffer, file.c_str());
+    EXPECT_STREQ(buffer, "2");
+}
+
+TEST_F(Profile, HostileFilesGiveDefaults)
+{
+    std::string binary;
+    for (int i = 0; i < 5000; ++i)
+        binary.push_back(static_cast<char>((i * 131) & 0xFF));
+    const std::string cases[] = {
+        "",
+        "[",
+        "[]\n=\n==\n[x]=y\n",
+        std::string("[s]\nk=a\0b\n", 11),
+        std::string(100000, '['),
+        "[s]\n" + std::string(200000, 'k') + "=v\n",
+        binary,
+    };
+    for (const std::string& text : cases)
+    {
+        apptest::WriteText("Ini/test.ini", text);
+        EXPECT_EQ(Read("s", "missing", "d"), "d");
+    }
+    // A folder where the file should be reads as a missing file.
+    EXPECT_EQ(GetPrivateProfileString("s", "k", "d", nullptr, 0, "Ini"), 0u);
+}
+
+TEST(Counter, ManualSteppedAndSystem)
+{
+    UseManualCounter(1000, 5, 3);
+    EXPECT_EQ(QueryPerformanceFrequency(), 1000);
+    EXPECT_EQ(QueryPerformanceCounter(), 5);
+    EXPECT_EQ(QueryPerformanceCounter(), 8);
+    SetManualCounter(100);
+    EXPECT_EQ(QueryPerformanceCounter(), 100);
+    UseManualCounter(60, 0, 0);
+    EXPECT_EQ(QueryPerformanceCounter(), 0);
+    EXPECT_EQ(QueryPerformanceCounter(), 0);
+
+    UseSystemCounter();
+    EXPECT_EQ(QueryPerformanceFrequency(), 1000000000);
+    int64_t a = QueryPerformanceCounter();
+    int64_t b = QueryPerformanceCounter();
+    EXPECT_LE(a, b);
+}
+
+TEST(SystemTime, IsUtc)
+{
+    time_t now = time(nullptr);
+    SYSTEMTIME st;
+    GetSystemTime(&st);
+    tm utc;
+    gmtime_r(&now, &utc);
+    EXPECT_EQ(st.wYear, utc.tm_year + 1900);
+    EXPECT_EQ(st.wMonth, utc.tm_mon + 1);
+    EXPECT_EQ(st.wDay, utc.tm_mday);
+    EXPECT_EQ(st.wHour, utc.tm_hour);
+    EXPECT_GE(st.wMilliseconds, 0);
+    EXPECT_LT(st.wMilliseconds, 1000);
+}
+
+TEST(MessageBoxes, HookRecordsAndHeadlessTakesDefaults)
+{
+    {
+        apptest::BoxRecorder boxes;
+        boxes.answer = IDNO;
+        EXPECT_EQ(MessageBox("Question?", "Cap", MB_YESNO | MB_ICONEXCLAMATION), IDNO);
+        EXPECT_EQ(MessageBox("Note.", "Cap2", MB_ICONSTOP), IDOK);
+        ASSERT_EQ(boxes.boxes.size(), 2u);
+        EXPECT_EQ(boxes.boxes[0].text, "Question?");
+        EXPECT_EQ(boxes.boxes[0].style, 0x34u);
+        EXPECT_EQ(boxes.boxes[1].caption, "Cap2");
+    }
+    // No hook, headless: standard error and the default answer, at once.
+    setenv("TESSIMO_HEADLESS", "1", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(MessageBox("Use Windowed Mode Instead?", "Ruvo GL", MB_YESNO), IDYES);
+    EXPECT_EQ(MessageBox("Window Creation Error.", "ERROR", MB_ICONEXCLAMATION), IDOK);
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("Use Windowed Mode Instead?"), std::string::npos);
+    EXPECT_NE(err.find("Window Creation Error."), std::string::npos);
+}
+
+TEST(Sound, NoSoundOutputRunsWithoutACardAndStagesCanFail)
+{
+    EXPECT_GE(FSOUND_GetVersion(), 3.3f);
+    // Output 0 is SDL's dummy driver, whatever SDL_AUDIODRIVER says.
+    setenv("SDL_AUDIODRIVER", "no-such-driver", 1);
+    ASSERT_TRUE(FSOUND_SetOutput(0));
+    EXPECT_STRNE(FSOUND_GetDriverName(0), "");
+    EXPECT_TRUE(FSOUND_SetDriver(0));
+    EXPECT_FALSE(FSOUND_SetDriver(5));
+    ASSERT_TRUE(FSOUND_Init(44100, 32, 0));
+    EXPECT_STREQ(SDL_GetCurrentAudioDriver(), "dummy");
+    EXPECT_FALSE(FSOUND_SetOutput(0)); // not while running
+    FSOUND_Close();
+    FSOUND_Close(); // twice is harmless
+
+    // The default outputs follow SDL_AUDIODRIVER: a driver that does not
+    // exist fails at the first use.
+    ASSERT_TRUE(FSOUND_SetOutput(2));
+    EXPECT_FALSE(FSOUND_SetDriver(0));
+    FSOUND_Close();
+    setenv("SDL_AUDIODRIVER", "dummy", 1);
+    EXPECT_TRUE(FSOUND_SetOutput(-1));
+    EXPECT_TRUE(FSOUND_SetDriver(0));
+    EXPECT_FALSE(FSOUND_Init(0, 32, 0));
+    EXPECT_TRUE(FSOUND_Init(22050, 8, 0));
+    FSOUND_Close();
+
+    EXPECT_FALSE(FSOUND_SetOutput(99));
+    FSOUND_TestFailStage(SoundStage::SetOutput);
+    EXPECT_FALSE(FSOUND_SetOutput(0));
+    FSOUND_TestFailStage(SoundStage::None);
+    FSOUND_TestSetVersion(3.0f);
+    EXPECT_EQ(FSOUND_GetVersion(), 3.0f);
+    FSOUND_TestSetVersion(0.0f);
+}
+
+} // namespace
