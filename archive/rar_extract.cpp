@@ -16,6 +16,7 @@
 #include <cstring>
 
 RarRecord g_rar;
+bool g_rarPlainDecoding = false;
 
 namespace
 {
@@ -369,10 +370,49 @@ bool RarListEntriesMemory(const uint8_t* archive, size_t archiveSize,
     return stream && RarListStream(stream, visit, user);
 }
 
-uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size)
+namespace
 {
-    crc = ~crc;
+
+// Eight tables for the CRC: table k gives the CRC of a byte followed by k
+// zero bytes, so eight bytes fold in at once.
+struct CrcSlices
+{
+    uint32_t t[8][256];
+    CrcSlices()
+    {
+        for (uint32_t i = 0; i < 256; ++i)
+            t[0][i] = g_rarCrcTable[i];
+        for (uint32_t k = 1; k < 8; ++k)
+            for (uint32_t i = 0; i < 256; ++i)
+                t[k][i] = (t[k - 1][i] >> 8) ^ t[0][t[k - 1][i] & 0xFF];
+    }
+};
+
+uint32_t CrcBytewise(uint32_t crc, const uint8_t* bytes, size_t size)
+{
     for (size_t i = 0; i < size; ++i)
         crc = g_rarCrcTable[(crc ^ bytes[i]) & 0xFF] ^ (crc >> 8);
-    return ~crc;
+    return crc;
+}
+
+} // namespace
+
+uint32_t RarCrc32(uint32_t crc, const uint8_t* bytes, size_t size)
+{
+    static const CrcSlices slices;
+    crc = ~crc;
+    if (g_rarPlainDecoding)
+        return ~CrcBytewise(crc, bytes, size);
+    const auto& t = slices.t;
+    for (; size >= 8; size -= 8, bytes += 8)
+    {
+        uint32_t low, high;
+        memcpy(&low, bytes, 4);
+        memcpy(&high, bytes + 4, 4);
+        low ^= crc;
+        crc = t[7][low & 0xFF] ^ t[6][(low >> 8) & 0xFF] ^ t[5][(low >> 16) & 0xFF] ^
+              t[4][low >> 24] ^ t[3][high & 0xFF] ^ t[2][(high >> 8) & 0xFF] ^
+              t[1][(high >> 16) & 0xFF] ^ t[0][high >> 24];
+    }
+    return ~CrcBytewise(crc, bytes, size);
 }

@@ -165,8 +165,65 @@ void RarBuildDecoder(const uint8_t* lengths, HuffmanDecoder* decoder, uint32_t s
 uint32_t RarLookupCode(const HuffmanDecoder* decoder, uint32_t bits, uint32_t* length);
 uint32_t RarDecodeSymbolPlain(HuffmanDecoder* decoder);
 uint32_t RarDecodeSymbol(HuffmanDecoder* decoder);
+// Set by tests: decode every symbol by the plain search, copy every match
+// byte by byte and check sums byte by byte, so that the fast paths can be
+// compared with the obvious ones.
+extern bool g_rarPlainDecoding;
+
 // One audio sample in two halves, shared with the writer, which must
 // predict before it can choose the symbol.
-int32_t RarAudioPredict(AudioChannel* channel, int32_t channelDelta);
-uint8_t RarAudioUpdate(AudioChannel* channel, int32_t* channelDelta, int32_t predicted,
-                       uint32_t delta);
+//
+// Each byte is predicted from the channel's last byte and the last four
+// deltas of that channel, plus the last delta of whichever channel came
+// before (`channelDelta`), with five weights. The symbol is the error of the
+// prediction. Every 32 samples the weights adapt; they range from -17 to 16.
+void RarAdaptWeights(AudioChannel* c);
+
+inline int32_t RarSignedByte(int32_t v)
+{
+    return int32_t(uint32_t(v) & 0xFF) - ((v & 0x80) ? 256 : 0);
+}
+
+inline uint32_t RarMagnitude(int32_t v)
+{
+    return uint32_t(v < 0 ? -v : v);
+}
+
+// The first half: count the sample, shift the history, predict.
+inline int32_t RarAudioPredict(AudioChannel* c, int32_t channelDelta)
+{
+    c->byteCount++;
+    c->d4 = c->d3;
+    c->d3 = c->d2;
+    c->d2 = c->lastDelta - c->d1;
+    c->d1 = c->lastDelta;
+    return ((8 * c->lastChar + c->k1 * c->d1 + c->k2 * c->d2 + c->k3 * c->d3 + c->k4 * c->d4 +
+             c->k5 * channelDelta) >>
+            3) &
+           0xFF;
+}
+
+// The second half: the sample is the prediction less the symbol; the error
+// sums of the weight adaptation grow.
+inline uint8_t RarAudioUpdate(AudioChannel* c, int32_t* channelDelta, int32_t predicted,
+                              uint32_t delta)
+{
+    int32_t sample = predicted - int32_t(delta);
+    int32_t d = RarSignedByte(int32_t(delta)) * 8;
+    c->dif[0] += RarMagnitude(d);
+    c->dif[1] += RarMagnitude(d - c->d1);
+    c->dif[2] += RarMagnitude(d + c->d1);
+    c->dif[3] += RarMagnitude(d - c->d2);
+    c->dif[4] += RarMagnitude(d + c->d2);
+    c->dif[5] += RarMagnitude(d - c->d3);
+    c->dif[6] += RarMagnitude(d + c->d3);
+    c->dif[7] += RarMagnitude(d - c->d4);
+    c->dif[8] += RarMagnitude(d + c->d4);
+    c->dif[9] += RarMagnitude(d - *channelDelta);
+    c->dif[10] += RarMagnitude(d + *channelDelta);
+    c->lastDelta = *channelDelta = RarSignedByte(sample - c->lastChar);
+    c->lastChar = sample;
+    if ((c->byteCount & 31) == 0)
+        RarAdaptWeights(c);
+    return uint8_t(sample);
+}

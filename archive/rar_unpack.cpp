@@ -103,9 +103,10 @@ void RarStop()
 // The next 16 bits of the stream, most significant first.
 inline uint32_t RarPeekBits()
 {
-    const uint8_t* p = g_rar.input + g_rar.inputPos;
-    uint32_t v = uint32_t(p[0]) << 16 | uint32_t(p[1]) << 8 | p[2];
-    return (v >> (8 - g_rar.inputBit)) & 0xFFFF;
+    // Four bytes at once (the buffer has a tail for it), big-endian.
+    uint32_t v;
+    memcpy(&v, g_rar.input + g_rar.inputPos, 4);
+    return (__builtin_bswap32(v) >> (16 - g_rar.inputBit)) & 0xFFFF;
 }
 
 inline void RarSkipBits(uint32_t n)
@@ -123,6 +124,23 @@ inline uint32_t RarGetBits(uint32_t n)
     uint32_t v = RarPeekBits() >> (16 - n);
     RarSkipBits(n);
     return v;
+}
+
+// One symbol: by lookup where the code is short, by the plain search
+// otherwise, or always by the search when the plain decoder is asked for.
+inline uint32_t RarDecode(const HuffmanDecoder* decoder)
+{
+    uint32_t bits = RarPeekBits();
+    uint32_t entry = g_rarPlainDecoding ? 0 : decoder->quick[bits >> (16 - kRarQuickBits)];
+    if (entry == 0)
+    {
+        uint32_t length;
+        uint32_t symbol = RarLookupCode(decoder, bits, &length);
+        RarSkipBits(length);
+        return symbol;
+    }
+    RarSkipBits(entry & 15);
+    return entry >> 4;
 }
 
 } // namespace
@@ -204,11 +222,7 @@ uint32_t RarDecodeSymbolPlain(HuffmanDecoder* decoder)
 // The same decoder, by lookup for the short codes.
 uint32_t RarDecodeSymbol(HuffmanDecoder* decoder)
 {
-    uint32_t entry = decoder->quick[RarPeekBits() >> (16 - kRarQuickBits)];
-    if (entry == 0)
-        return RarDecodeSymbolPlain(decoder);
-    RarSkipBits(entry & 15);
-    return entry >> 4;
+    return RarDecode(decoder);
 }
 
 namespace
@@ -262,7 +276,7 @@ void RarReadCodeTables()
         RarFillInput(kFillLengthSymbol);
         if (RarInputExhausted())
             return RarStop();
-        uint32_t symbol = RarDecodeSymbol(&g_rar.lengthDecoder);
+        uint32_t symbol = RarDecode(&g_rar.lengthDecoder);
         if (symbol < 16)
         {
             table[i] = uint8_t((symbol + g_rar.previousLengths[i]) & 15);
@@ -307,16 +321,10 @@ void RarReadCodeTables()
 // smallest error sum moves one step; the weights range from -17 to 16.
 // ---------------------------------------------------------------------------
 
-int32_t SignedByte(int32_t v)
-{
-    return int32_t(uint32_t(v) & 0xFF) - ((v & 0x80) ? 256 : 0);
-}
+} // namespace
 
-uint32_t Magnitude(int32_t v)
-{
-    return uint32_t(v < 0 ? -v : v);
-}
-
+// Every 32 samples: the weight whose change would have made the smallest
+// error sum moves one step.
 void RarAdaptWeights(AudioChannel* c)
 {
     uint32_t best = 0;
@@ -337,46 +345,6 @@ void RarAdaptWeights(AudioChannel* c)
         ++*k;
 }
 
-} // namespace
-
-// The first half of a sample: count it, shift the history, predict.
-int32_t RarAudioPredict(AudioChannel* c, int32_t channelDelta)
-{
-    c->byteCount++;
-    c->d4 = c->d3;
-    c->d3 = c->d2;
-    c->d2 = c->lastDelta - c->d1;
-    c->d1 = c->lastDelta;
-    return ((8 * c->lastChar + c->k1 * c->d1 + c->k2 * c->d2 + c->k3 * c->d3 + c->k4 * c->d4 +
-             c->k5 * channelDelta) >>
-            3) &
-           0xFF;
-}
-
-// The second half: the sample is the prediction less the symbol; the error
-// sums grow, and every 32 samples the weights adapt.
-uint8_t RarAudioUpdate(AudioChannel* c, int32_t* channelDelta, int32_t predicted, uint32_t delta)
-{
-    int32_t sample = predicted - int32_t(delta);
-    int32_t d = SignedByte(int32_t(delta)) * 8;
-    c->dif[0] += Magnitude(d);
-    c->dif[1] += Magnitude(d - c->d1);
-    c->dif[2] += Magnitude(d + c->d1);
-    c->dif[3] += Magnitude(d - c->d2);
-    c->dif[4] += Magnitude(d + c->d2);
-    c->dif[5] += Magnitude(d - c->d3);
-    c->dif[6] += Magnitude(d + c->d3);
-    c->dif[7] += Magnitude(d - c->d4);
-    c->dif[8] += Magnitude(d + c->d4);
-    c->dif[9] += Magnitude(d - *channelDelta);
-    c->dif[10] += Magnitude(d + *channelDelta);
-    c->lastDelta = *channelDelta = SignedByte(sample - c->lastChar);
-    c->lastChar = sample;
-    if ((c->byteCount & 31) == 0)
-        RarAdaptWeights(c);
-    return uint8_t(sample);
-}
-
 namespace
 {
 
@@ -389,7 +357,7 @@ uint8_t RarDecodeSample(uint32_t delta)
 
 void RarAudioStep()
 {
-    uint32_t symbol = RarDecodeSymbol(&g_rar.audioDecoder[g_rar.currentChannel]);
+    uint32_t symbol = RarDecode(&g_rar.audioDecoder[g_rar.currentChannel]);
     if (symbol == kAudioNewTables)
         return RarReadCodeTables();
     g_rar.window[g_rar.unpackPos++] = RarDecodeSample(symbol);
@@ -427,7 +395,8 @@ void RarCopyMatch(uint32_t distance, uint32_t length)
     uint8_t* window = g_rar.window;
     uint32_t to = g_rar.unpackPos;
     uint32_t from = (to - distance) & kRarWindowMask;
-    if (distance >= length && from + length <= kRarWindowSize && to + length <= kRarWindowSize)
+    if (!g_rarPlainDecoding && distance >= length && from + length <= kRarWindowSize &&
+        to + length <= kRarWindowSize)
         memmove(window + to, window + from, length); // no wrap; any overlap runs ahead
     else
     {
@@ -445,7 +414,7 @@ void RarCopyMatch(uint32_t distance, uint32_t length)
 
 void RarLzStep()
 {
-    uint32_t symbol = RarDecodeSymbol(&g_rar.mainDecoder);
+    uint32_t symbol = RarDecode(&g_rar.mainDecoder);
     if (symbol < 256)
     {
         g_rar.window[g_rar.unpackPos++] = uint8_t(symbol);
@@ -464,7 +433,7 @@ void RarLzStep()
     else if (symbol < 261)
     {
         distance = g_rar.oldDistances[(g_rar.oldDistancePos - symbol) & 3];
-        uint32_t slot = RarDecodeSymbol(&g_rar.repeatDecoder);
+        uint32_t slot = RarDecode(&g_rar.repeatDecoder);
         length = kLengthBase[slot] + 2 + RarGetBits(kLengthBits[slot]);
         length += (distance >= 0x40000) + (distance >= 0x2000) + (distance >= 0x101);
     }
@@ -478,7 +447,7 @@ void RarLzStep()
     {
         uint32_t slot = symbol - 270;
         length = kLengthBase[slot] + 3 + RarGetBits(kLengthBits[slot]);
-        uint32_t distanceSlot = RarDecodeSymbol(&g_rar.distanceDecoder);
+        uint32_t distanceSlot = RarDecode(&g_rar.distanceDecoder);
         distance = kDistanceBase[distanceSlot] + 1 + RarGetBits(kDistanceBits[distanceSlot]);
         length += (distance >= 0x40000) + (distance >= 0x2000);
     }
@@ -542,6 +511,189 @@ void RarMainStep()
         RarLzStep();
 }
 
+// ---------------------------------------------------------------------------
+// Fast runs
+//
+// The same steps as above, many at a time, for as long as none of the
+// tests at the top of a step can fire: the input has room, the window has
+// room, and the stream isn't spent. The state lives in locals meanwhile
+// (byte stores into the window would otherwise force the compiler to
+// reload it), and a table switch ends the run. The results are those of
+// RarMainStep, step for step; g_rarPlainDecoding turns the runs off so the
+// tests can compare.
+// ---------------------------------------------------------------------------
+
+struct BitCursor
+{
+    const uint8_t* input;
+    uint32_t pos;
+    uint32_t bit;
+
+    uint32_t Peek() const
+    {
+        uint32_t v;
+        memcpy(&v, input + pos, 4);
+        return (__builtin_bswap32(v) >> (16 - bit)) & 0xFFFF;
+    }
+    void Skip(uint32_t n)
+    {
+        bit += n;
+        pos += bit >> 3;
+        bit &= 7;
+    }
+    uint32_t Get(uint32_t n)
+    {
+        if (n == 0)
+            return 0;
+        uint32_t v = Peek() >> (16 - n);
+        Skip(n);
+        return v;
+    }
+    uint32_t Decode(const HuffmanDecoder* decoder)
+    {
+        uint32_t bits = Peek();
+        uint32_t entry = decoder->quick[bits >> (16 - kRarQuickBits)];
+        if (entry == 0)
+        {
+            uint32_t length;
+            uint32_t symbol = RarLookupCode(decoder, bits, &length);
+            Skip(length);
+            return symbol;
+        }
+        Skip(entry & 15);
+        return entry >> 4;
+    }
+};
+
+// The room a run may use: bytes free in front of the unflushed ones, and
+// the input position at which a step would refill or find the stream
+// spent.
+struct RunLimits
+{
+    uint32_t windowFree;
+    uint32_t inputStop;
+};
+
+RunLimits RarRunLimits()
+{
+    RunLimits l;
+    uint32_t pos = g_rar.unpackPos & kRarWindowMask;
+    l.windowFree = (g_rar.writePos == g_rar.unpackPos || (g_rar.writePos & kRarWindowMask) == pos)
+                       ? kRarWindowSize
+                       : (g_rar.writePos - pos) & kRarWindowMask;
+    l.inputStop = kFillMainLoop;
+    if (g_rar.inputDry && g_rar.inputEnd + 1 < l.inputStop)
+        l.inputStop = g_rar.inputEnd + 1;
+    return l;
+}
+
+void RarLzRun()
+{
+    RunLimits limits = RarRunLimits();
+    BitCursor in = {g_rar.input, g_rar.inputPos, g_rar.inputBit};
+    uint8_t* window = g_rar.window;
+    uint32_t pos = g_rar.unpackPos & kRarWindowMask;
+    int64_t left = g_rar.unpackedLeft;
+    uint32_t room = limits.windowFree;
+    bool newTables = false;
+    while (left >= 0 && room >= kWindowReserve && in.pos < limits.inputStop)
+    {
+        uint32_t symbol = in.Decode(&g_rar.mainDecoder);
+        if (symbol < 256)
+        {
+            window[pos] = uint8_t(symbol);
+            pos = (pos + 1) & kRarWindowMask;
+            left--;
+            room--;
+            continue;
+        }
+        if (symbol == kNewTables)
+        {
+            newTables = true;
+            break;
+        }
+        uint32_t distance, length;
+        if (symbol == kRepeatLastMatch)
+        {
+            distance = g_rar.lastDistance;
+            length = g_rar.lastLength;
+        }
+        else if (symbol < 261)
+        {
+            distance = g_rar.oldDistances[(g_rar.oldDistancePos - symbol) & 3];
+            uint32_t slot = in.Decode(&g_rar.repeatDecoder);
+            length = kLengthBase[slot] + 2 + in.Get(kLengthBits[slot]);
+            length += (distance >= 0x40000) + (distance >= 0x2000) + (distance >= 0x101);
+        }
+        else if (symbol < kNewTables)
+        {
+            uint32_t slot = symbol - 261;
+            distance = kShortBase[slot] + 1 + in.Get(kShortBits[slot]);
+            length = 2;
+        }
+        else
+        {
+            uint32_t slot = symbol - 270;
+            length = kLengthBase[slot] + 3 + in.Get(kLengthBits[slot]);
+            uint32_t distanceSlot = in.Decode(&g_rar.distanceDecoder);
+            distance = kDistanceBase[distanceSlot] + 1 + in.Get(kDistanceBits[distanceSlot]);
+            length += (distance >= 0x40000) + (distance >= 0x2000);
+        }
+        g_rar.unpackPos = pos;
+        g_rar.unpackedLeft = left;
+        RarCopyMatch(distance, length);
+        pos = g_rar.unpackPos;
+        left = g_rar.unpackedLeft;
+        room -= length;
+    }
+    g_rar.inputPos = in.pos;
+    g_rar.inputBit = in.bit;
+    g_rar.unpackPos = pos;
+    g_rar.unpackedLeft = left;
+    if (newTables)
+        RarReadCodeTables();
+}
+
+void RarAudioRun()
+{
+    RunLimits limits = RarRunLimits();
+    BitCursor in = {g_rar.input, g_rar.inputPos, g_rar.inputBit};
+    uint8_t* window = g_rar.window;
+    uint32_t pos = g_rar.unpackPos & kRarWindowMask;
+    int64_t left = g_rar.unpackedLeft;
+    uint32_t room = limits.windowFree;
+    uint32_t channel = g_rar.currentChannel;
+    uint32_t channels = g_rar.channels;
+    int32_t channelDelta = g_rar.channelDelta;
+    bool newTables = false;
+    while (left >= 0 && room >= kWindowReserve && in.pos < limits.inputStop)
+    {
+        uint32_t symbol = in.Decode(&g_rar.audioDecoder[channel]);
+        if (symbol == kAudioNewTables)
+        {
+            newTables = true;
+            break;
+        }
+        AudioChannel* c = &g_rar.audio[channel];
+        int32_t predicted = RarAudioPredict(c, channelDelta);
+        uint8_t sample = RarAudioUpdate(c, &channelDelta, predicted, symbol);
+        window[pos] = sample;
+        pos = (pos + 1) & kRarWindowMask;
+        if (++channel == channels)
+            channel = 0;
+        left--;
+        room--;
+    }
+    g_rar.inputPos = in.pos;
+    g_rar.inputBit = in.bit;
+    g_rar.unpackPos = pos;
+    g_rar.unpackedLeft = left;
+    g_rar.currentChannel = channel;
+    g_rar.channelDelta = channelDelta;
+    if (newTables)
+        RarReadCodeTables();
+}
+
 // After the last byte of an entry one more symbol is read if the stream
 // still has some, so that a table switch standing at the end of an entry
 // takes effect for the next entry of a solid archive. Anything else is
@@ -552,10 +704,10 @@ void RarTrailingSymbol()
         return;
     if (g_rar.audioMode)
     {
-        if (RarDecodeSymbol(&g_rar.audioDecoder[g_rar.currentChannel]) == kAudioNewTables)
+        if (RarDecode(&g_rar.audioDecoder[g_rar.currentChannel]) == kAudioNewTables)
             RarReadCodeTables();
     }
-    else if (RarDecodeSymbol(&g_rar.mainDecoder) == kNewTables)
+    else if (RarDecode(&g_rar.mainDecoder) == kNewTables)
         RarReadCodeTables();
 }
 
@@ -584,7 +736,18 @@ void RarUnpack(uint8_t* window)
     // An entry of n bytes ends once n bytes have been produced.
     g_rar.unpackedLeft -= 1;
     while (g_rar.unpackedLeft >= 0)
+    {
+        if (!g_rarPlainDecoding)
+        {
+            if (g_rar.audioMode)
+                RarAudioRun();
+            else
+                RarLzRun();
+            if (g_rar.unpackedLeft < 0)
+                break;
+        }
         RarMainStep();
+    }
     if (!g_rar.damaged)
         RarTrailingSymbol();
     RarFlushWindow();
