@@ -199,6 +199,13 @@ TEST_F(TextureGl, TargaUploadsWithTheCallersParameters)
     EXPECT_EQ(level0[0], 10);
     EXPECT_EQ(level0[1], 200);
     EXPECT_EQ(level0[level0.size() - 1], 30);
+
+    // An identification field isn't skipped: its bytes become the first pixel.
+    ASSERT_TRUE(WriteFile("d.tga", WriteTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2)));
+    Texture w;
+    ASSERT_TRUE(w.LoadTarga("d.tga", "", nullptr));
+    w.Bind();
+    EXPECT_EQ(Pixels(GL_RGB), (Bytes{1, 0xBB, 0xAA, 4, 3, 2}));
     EXPECT_EQ(Log(), "");
 }
 
@@ -211,9 +218,11 @@ TEST_F(TextureGl, RefusedTargasWriteOneLogLineEach)
     WriteFile("zero.tga", WriteTarga(4, 0, 24, pixels));
     WriteFile("short.tga", WriteTarga(4, 4, 32, Bytes(pixels.begin(), pixels.end() - 1)));
     WriteFile("empty.tga", Bytes{});
+    WriteFile("header.tga", Bytes(17, 2));
+    WriteFile("huge.tga", WriteTarga(65535, 65535, 32, pixels)); // 16 GiB claimed
     std::string expected;
-    for (const char* file :
-         {"rle.tga", "mapped.tga", "16.tga", "zero.tga", "short.tga", "empty.tga", "missing.tga"})
+    for (const char* file : {"rle.tga", "mapped.tga", "16.tga", "zero.tga", "short.tga",
+                             "empty.tga", "header.tga", "huge.tga", "missing.tga"})
     {
         Texture t;
         EXPECT_FALSE(t.LoadTarga(file, "", nullptr)) << file;
