@@ -230,16 +230,22 @@ bool SetPixelFormat(HDC dc, int format, const PIXELFORMATDESCRIPTOR* pfd)
     PlatformWindow* w = Lookup(dc);
     if (Fails(GlStep::SetPixelFormat) || !w || format != 1 || !pfd)
         return false;
-    SDL_GL_ResetAttributes();
-    SetColourBits(pfd->cColorBits);
-    SDL_GL_SetAttribute(SDL_GL_ALPHA_SIZE, 0);
-    SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, pfd->cDepthBits);
-    SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, pfd->cStencilBits);
-    SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, (pfd->dwFlags & PFD_DOUBLEBUFFER) ? 1 : 0);
-    SDL_Window* sdl = SDL_CreateWindow(w->title.c_str(), w->x, w->y, w->width, w->height,
-                                       w->flags | SDL_WINDOW_OPENGL);
-    if (!sdl)
-        return false;
+    // Like a closest match: a depth buffer deeper than the driver has falls
+    // back to the deepest it offers (24, then 16 bits).
+    SDL_Window* sdl = nullptr;
+    for (int depth = pfd->cDepthBits; !sdl; depth = depth > 24 ? 24 : depth > 16 ? 16 : -1)
+    {
+        if (depth < 0)
+            return false;
+        SDL_GL_ResetAttributes();
+        SetColourBits(pfd->cColorBits);
+        SDL_GL_SetAttribute(SDL_GL_ALPHA_SIZE, 0);
+        SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, depth);
+        SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, pfd->cStencilBits);
+        SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, (pfd->dwFlags & PFD_DOUBLEBUFFER) ? 1 : 0);
+        sdl = SDL_CreateWindow(w->title.c_str(), w->x, w->y, w->width, w->height,
+                               w->flags | SDL_WINDOW_OPENGL);
+    }
     if ((w->flags & SDL_WINDOW_FULLSCREEN) && SDL_SetWindowDisplayMode(sdl, &g_pendingMode) != 0)
     {
         SDL_DestroyWindow(sdl);

@@ -94,16 +94,17 @@ TEST_F(WindowGl, CreateGivesTheFormatAskedForAndWritesTheLog)
     EXPECT_EQ(viewport[2], 320);
     EXPECT_EQ(viewport[3], 240);
 
-    // A frame drawn and presented, then read back from the front buffer.
+    // A frame drawn (read back before it is presented, as what a swap
+    // leaves in the back buffer is undefined), then presented twice.
     glClearColor(0.0f, 1.0f, 0.0f, 1.0f);
     glClear(GL_COLOR_BUFFER_BIT);
+    unsigned char pixel[4] = {};
+    glReadPixels(10, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
+    EXPECT_EQ(pixel[0], 0);
+    EXPECT_EQ(pixel[1], 255);
     g_window->Swap();
     g_window->Swap();
     EXPECT_EQ(g_window->frameCount, 2);
-    unsigned char pixel[4] = {};
-    glReadBuffer(GL_FRONT);
-    glReadPixels(10, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixel);
-    EXPECT_EQ(pixel[1], 255);
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 
     g_window->Destroy();
@@ -120,6 +121,22 @@ TEST_F(WindowGl, CreateGivesTheFormatAskedForAndWritesTheLog)
     EXPECT_TRUE(std::regex_match(lines[8], std::regex(kShutdown)));
     EXPECT_TRUE(std::regex_match(lines[9], std::regex(kDrawn)));
     EXPECT_TRUE(boxes.boxes.empty());
+}
+
+TEST_F(WindowGl, ADeeperDepthBufferThanTheDriverHasTakesTheDeepestOne)
+{
+    ASSERT_TRUE(g_window->Create("Test", 64, 64, 32, 8, 32, 1));
+    GLint depth = 0, stencil = 0;
+    glGetIntegerv(GL_DEPTH_BITS, &depth);
+    glGetIntegerv(GL_STENCIL_BITS, &stencil);
+    EXPECT_GE(depth, 24);
+    EXPECT_EQ(stencil, 8);
+    EXPECT_TRUE(boxes.boxes.empty());
+    // Sizes no pixel format has are refused with their box.
+    g_window->Destroy();
+    EXPECT_FALSE(g_window->Create("Test", 64, 64, 16, 0, 64, 1));
+    ASSERT_EQ(boxes.boxes.size(), 1u);
+    EXPECT_EQ(boxes.boxes[0].text, "Can't Find A Suitable PixelFormat.");
 }
 
 TEST_F(WindowGl, RecreateStartsTheLogAgainAndKeepsCounting)
