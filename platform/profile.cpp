@@ -53,12 +53,12 @@ bool SameName(const char* begin, const char* end, const char* name)
 
 // Finds the value of `key` in the first "[section]" of that name. The value
 // comes back as [*valueBegin, *valueEnd), trimmed and unquoted.
-bool FindValue(const std::string& text, const char* section, const char* key,
+bool FindValue(const char* text, size_t size, const char* section, const char* key,
                const char** valueBegin, const char** valueEnd)
 {
     bool inSection = false;
-    const char* p = text.data();
-    const char* fileEnd = p + text.size();
+    const char* p = text;
+    const char* fileEnd = p + size;
     while (p < fileEnd)
     {
         const char* lineEnd = static_cast<const char*>(memchr(p, '\n', fileEnd - p));
@@ -119,18 +119,25 @@ uint32_t CopyCut(const char* begin, size_t n, char* out, uint32_t size)
 
 } // namespace
 
-uint32_t GetPrivateProfileString(const char* section, const char* key, const char* def, char* out,
-                                 uint32_t size, const char* fileName)
+uint32_t GetProfileStringFromText(const char* text, size_t size, const char* section,
+                                  const char* key, const char* def, char* out, uint32_t outSize)
 {
     // The key may live in `out`: take copies of the names before writing.
     std::string sectionName = section ? section : "";
     std::string keyName = key ? key : "";
     std::string defText = def ? def : "";
-    std::string text;
     const char* vb = nullptr;
     const char* ve = nullptr;
-    if (key && ReadWholeFile(fileName, &text) &&
-        FindValue(text, sectionName.c_str(), keyName.c_str(), &vb, &ve))
-        return CopyCut(vb, static_cast<size_t>(ve - vb), out, size);
-    return CopyCut(defText.data(), defText.size(), out, size);
+    if (key && text && FindValue(text, size, sectionName.c_str(), keyName.c_str(), &vb, &ve))
+        return CopyCut(vb, static_cast<size_t>(ve - vb), out, outSize);
+    return CopyCut(defText.data(), defText.size(), out, outSize);
+}
+
+uint32_t GetPrivateProfileString(const char* section, const char* key, const char* def, char* out,
+                                 uint32_t size, const char* fileName)
+{
+    std::string text;
+    bool found = ReadWholeFile(fileName, &text);
+    return GetProfileStringFromText(found ? text.data() : nullptr, text.size(), section, key, def,
+                                    out, size);
 }

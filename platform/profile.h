@@ -8,6 +8,7 @@
 // '\' and either letter case of a folder work.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // Copies the value (or `def` when the file, section or key is missing; ""
@@ -16,3 +17,8 @@
 // Returns the number of characters copied.
 uint32_t GetPrivateProfileString(const char* section, const char* key, const char* def, char* out,
                                  uint32_t size, const char* fileName);
+
+// The same lookup on a file's text already in memory (`size` bytes, not
+// necessarily terminated).
+uint32_t GetProfileStringFromText(const char* text, size_t size, const char* section,
+                                  const char* key, const char* def, char* out, uint32_t outSize);
