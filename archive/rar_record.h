@@ -223,7 +223,7 @@ inline uint8_t RarAudioUpdate(AudioChannel* c, int32_t* channelDelta, int32_t pr
     c->dif[10] += RarMagnitude(d + *channelDelta);
     c->lastDelta = *channelDelta = RarSignedByte(sample - c->lastChar);
     c->lastChar = sample;
-    if ((c->byteCount & 31) == 0)
+    if (__builtin_expect((c->byteCount & 31) == 0, 0))
         RarAdaptWeights(c);
     return uint8_t(sample);
 }

@@ -523,26 +523,46 @@ void RarMainStep()
 // tests can compare.
 // ---------------------------------------------------------------------------
 
+// The bit reader of the runs: up to 64 bits ahead in a register, most
+// significant first, refilled four bytes at a time. It may look a few bytes
+// past the input position (the buffer has the tail for it), but reports
+// only what it has consumed.
 struct BitCursor
 {
     const uint8_t* input;
-    uint32_t pos;
-    uint32_t bit;
+    const uint8_t* next; // the next byte to load
+    uint64_t bits;       // left-aligned
+    uint32_t count;      // valid bits in `bits`
 
-    uint32_t Peek() const
+    BitCursor(const uint8_t* buffer, uint32_t pos, uint32_t bit)
+        : input(buffer), next(buffer + pos), bits(0), count(0)
     {
-        uint32_t v;
-        memcpy(&v, input + pos, 4);
-        return (__builtin_bswap32(v) >> (16 - bit)) & 0xFFFF;
+        Refill();
+        Skip(bit);
     }
+    // At least 32 bits ready afterwards.
+    void Refill()
+    {
+        if (count >= 32)
+            return;
+        uint32_t v;
+        memcpy(&v, next, 4);
+        bits |= uint64_t(__builtin_bswap32(v)) << (32 - count);
+        next += 4;
+        count += 32;
+    }
+    uint32_t Consumed() const { return uint32_t(next - input) * 8 - count; }
+    uint32_t Pos() const { return Consumed() >> 3; }
+    uint32_t Bit() const { return Consumed() & 7; }
+    uint32_t Peek() const { return uint32_t(bits >> 48); }
     void Skip(uint32_t n)
     {
-        bit += n;
-        pos += bit >> 3;
-        bit &= 7;
+        bits <<= n;
+        count -= n;
     }
     uint32_t Get(uint32_t n)
     {
+        Refill();
         if (n == 0)
             return 0;
         uint32_t v = Peek() >> (16 - n);
@@ -551,12 +571,13 @@ struct BitCursor
     }
     uint32_t Decode(const HuffmanDecoder* decoder)
     {
-        uint32_t bits = Peek();
-        uint32_t entry = decoder->quick[bits >> (16 - kRarQuickBits)];
+        Refill();
+        uint32_t peek = Peek();
+        uint32_t entry = decoder->quick[peek >> (16 - kRarQuickBits)];
         if (entry == 0)
         {
             uint32_t length;
-            uint32_t symbol = RarLookupCode(decoder, bits, &length);
+            uint32_t symbol = RarLookupCode(decoder, peek, &length);
             Skip(length);
             return symbol;
         }
@@ -590,13 +611,13 @@ RunLimits RarRunLimits()
 void RarLzRun()
 {
     RunLimits limits = RarRunLimits();
-    BitCursor in = {g_rar.input, g_rar.inputPos, g_rar.inputBit};
+    BitCursor in(g_rar.input, g_rar.inputPos, g_rar.inputBit);
     uint8_t* window = g_rar.window;
     uint32_t pos = g_rar.unpackPos & kRarWindowMask;
     int64_t left = g_rar.unpackedLeft;
     uint32_t room = limits.windowFree;
     bool newTables = false;
-    while (left >= 0 && room >= kWindowReserve && in.pos < limits.inputStop)
+    while (left >= 0 && room >= kWindowReserve && in.Pos() < limits.inputStop)
     {
         uint32_t symbol = in.Decode(&g_rar.mainDecoder);
         if (symbol < 256)
@@ -646,18 +667,20 @@ void RarLzRun()
         left = g_rar.unpackedLeft;
         room -= length;
     }
-    g_rar.inputPos = in.pos;
-    g_rar.inputBit = in.bit;
+    g_rar.inputPos = in.Pos();
+    g_rar.inputBit = in.Bit();
     g_rar.unpackPos = pos;
     g_rar.unpackedLeft = left;
     if (newTables)
         RarReadCodeTables();
 }
 
+// The channel records are copied to the stack for the run: byte stores
+// into the window can't alias them there, so they need no reloads.
 void RarAudioRun()
 {
     RunLimits limits = RarRunLimits();
-    BitCursor in = {g_rar.input, g_rar.inputPos, g_rar.inputBit};
+    BitCursor in(g_rar.input, g_rar.inputPos, g_rar.inputBit);
     uint8_t* window = g_rar.window;
     uint32_t pos = g_rar.unpackPos & kRarWindowMask;
     int64_t left = g_rar.unpackedLeft;
@@ -665,8 +688,10 @@ void RarAudioRun()
     uint32_t channel = g_rar.currentChannel;
     uint32_t channels = g_rar.channels;
     int32_t channelDelta = g_rar.channelDelta;
+    AudioChannel local[4];
+    memcpy(local, g_rar.audio, sizeof(local));
     bool newTables = false;
-    while (left >= 0 && room >= kWindowReserve && in.pos < limits.inputStop)
+    while (left >= 0 && room >= kWindowReserve && in.Pos() < limits.inputStop)
     {
         uint32_t symbol = in.Decode(&g_rar.audioDecoder[channel]);
         if (symbol == kAudioNewTables)
@@ -674,18 +699,18 @@ void RarAudioRun()
             newTables = true;
             break;
         }
-        AudioChannel* c = &g_rar.audio[channel];
+        AudioChannel* c = &local[channel];
         int32_t predicted = RarAudioPredict(c, channelDelta);
-        uint8_t sample = RarAudioUpdate(c, &channelDelta, predicted, symbol);
-        window[pos] = sample;
+        window[pos] = RarAudioUpdate(c, &channelDelta, predicted, symbol);
         pos = (pos + 1) & kRarWindowMask;
         if (++channel == channels)
             channel = 0;
         left--;
         room--;
     }
-    g_rar.inputPos = in.pos;
-    g_rar.inputBit = in.bit;
+    memcpy(g_rar.audio, local, sizeof(local));
+    g_rar.inputPos = in.Pos();
+    g_rar.inputBit = in.Bit();
     g_rar.unpackPos = pos;
     g_rar.unpackedLeft = left;
     g_rar.currentChannel = channel;

@@ -237,7 +237,7 @@ void BuildCorpus()
     }
 }
 
-size_t WriteArchive(const std::string& path, bool solid, const std::string& kind)
+size_t WriteArchive(const std::string& path, bool solid, const std::string& kind, int audio = -1)
 {
     std::vector<RarWriterEntry> list;
     for (const Entry& e : g_entries)
@@ -245,6 +245,7 @@ size_t WriteArchive(const std::string& path, bool solid, const std::string& kind
             list.push_back({e.name.c_str(), e.data.data(), uint32_t(e.data.size())});
     RarWriterOptions options;
     options.solid = solid;
+    options.audio = audio;
     Bytes archive;
     std::string error;
     RarWriteArchive(list.data(), list.size(), options, &archive, &error);
@@ -275,6 +276,8 @@ void PrintSizes()
         printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.empty() ? "all" : kind.c_str(), raw,
                ours, z, double(ours) / double(z), solid);
     }
+    size_t lzOnly = WriteArchive("", false, "image", 0);
+    printf("image, LZ mode only: %zu\n", lzOnly);
     fflush(stdout);
 }
 
