@@ -155,11 +155,10 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
     windowClass.lpfnWndProc = WindowProc;
     windowClass.hInstance = g_instance;
     windowClass.lpszClassName = kClassName;
+    // The instance handle stays set on failure: a later Destroy then tries
+    // to unregister the class and reports that it could not.
     if (!RegisterClass(&windowClass))
-    {
-        g_instance = nullptr;
         return Fail(this, log, kRegisterFailed);
-    }
 
     uint32_t exStyle = WS_EX_APPWINDOW | WS_EX_WINDOWEDGE;
     uint32_t style = WS_OVERLAPPEDWINDOW;

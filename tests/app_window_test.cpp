@@ -197,10 +197,20 @@ TEST_F(WindowGl, EachFailingStepShowsItsBoxAndLogsItsLine)
         if (c.logLine)
             expected.push_back(c.logLine);
         ExpectLines(expected);
-        // What the entry does next: Destroy, whose lines follow.
+        // What the entry does next: Destroy, whose lines follow. After a
+        // refused class it finds no class to unregister, and says so.
         g_window->Destroy();
         expected.insert(expected.end(), {kDrawn, kShutdown});
+        if (c.step == GlStep::RegisterClass)
+        {
+            expected.push_back("## could not unregister class ##");
+            ASSERT_EQ(boxes.boxes.size(), 2u);
+            EXPECT_EQ(boxes.boxes[1].text, "Could Not Unregister Class.");
+            EXPECT_EQ(boxes.boxes[1].caption, "SHUTDOWN ERROR");
+        }
         ExpectLines(expected);
+        g_window->Destroy(); // now nothing is left to release
+        EXPECT_LE(boxes.boxes.size(), 2u);
     }
     // A size no driver here gives is refused at window creation.
     boxes.boxes.clear();
