@@ -660,12 +660,40 @@ void RarLzRun()
             distance = kDistanceBase[distanceSlot] + 1 + in.Get(kDistanceBits[distanceSlot]);
             length += (distance >= 0x40000) + (distance >= 0x2000);
         }
-        g_rar.unpackPos = pos;
-        g_rar.unpackedLeft = left;
-        RarCopyMatch(distance, length);
-        pos = g_rar.unpackPos;
-        left = g_rar.unpackedLeft;
+        g_rar.oldDistances[g_rar.oldDistancePos & 3] = distance;
+        g_rar.oldDistancePos++;
+        g_rar.lastDistance = distance;
+        g_rar.lastLength = length;
+        left -= length;
         room -= length;
+        uint32_t from = (pos - distance) & kRarWindowMask;
+        if (distance >= 8 && from + length + 8 <= kRarWindowSize &&
+            pos + length + 8 <= kRarWindowSize)
+        {
+            // Eight bytes at a time, each piece read from bytes already
+            // final. The last piece may run up to 7 bytes past the match:
+            // those hold the oldest history, which the longest distances
+            // still reach, so they are put back.
+            uint64_t ahead;
+            memcpy(&ahead, window + pos + length, 8);
+            for (uint32_t i = 0; i < length; i += 8)
+            {
+                uint64_t piece;
+                memcpy(&piece, window + from + i, 8);
+                memcpy(window + pos + i, &piece, 8);
+            }
+            memcpy(window + pos + length, &ahead, 8);
+            pos += length;
+        }
+        else
+        {
+            for (uint32_t i = 0; i < length; ++i)
+            {
+                window[pos] = window[from];
+                pos = (pos + 1) & kRarWindowMask;
+                from = (from + 1) & kRarWindowMask;
+            }
+        }
     }
     g_rar.inputPos = in.Pos();
     g_rar.inputBit = in.Bit();

@@ -485,3 +485,38 @@ TEST(ArchiveContainer, ExhaustedInputEnds)
     good.method = 0x30;
     EXPECT_FALSE(Extract(Archive(true, {b, good}), "good", &out));
 }
+
+// Past 1 MiB of output the longest distances reach the bytes just ahead of
+// the unpack position, the oldest history; a match copied in pieces must
+// leave them alone. Decoded fast and plain.
+TEST(ArchiveStream, LongestDistancesAfterAWrap)
+{
+    Stream s;
+    s.FlatLzTables();
+    Bytes expected;
+    std::mt19937 rng(17);
+    for (uint32_t i = 0; i < kRarWindowSize + 5; ++i)
+    {
+        uint8_t b = uint8_t(rng() % 200);
+        s.Main(b);
+        expected.push_back(b);
+    }
+    s.Long(8, 1, 3, 0); // length 8 + 1 + 3 = 12 at distance 4
+    Copy(&expected, 4, 12);
+    s.Long(13, 3, 6, 3); // length 20 + 3 + 3 = 26 at distance 12
+    Copy(&expected, 12, 26);
+    for (uint32_t extra : {65535u, 65534u, 65530u})
+    {
+        s.Long(4, 0, 47, extra); // length 7 + 2 at 983041 + extra, up to 0x100000
+        Copy(&expected, 983041 + extra, 9);
+    }
+    Bytes archive = Archive(false, {Block("x", s.Finish(), expected)});
+    for (bool plain : {false, true})
+    {
+        g_rarPlainDecoding = plain;
+        Bytes out;
+        EXPECT_TRUE(Extract(archive, "x", &out));
+        EXPECT_TRUE(out == expected) << (plain ? "plain" : "fast");
+    }
+    g_rarPlainDecoding = false;
+}
