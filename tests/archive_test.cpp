@@ -35,6 +35,7 @@ std::string TempDir()
     {
         char pattern[] = "/tmp/archive_test_XXXXXX";
         dir = mkdtemp(pattern);
+        atexit([] { (void)system(("rm -rf '" + dir + "'").c_str()); });
     }
     return dir;
 }
