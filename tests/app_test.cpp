@@ -25,11 +25,12 @@ class AppTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        dir = apptest::EnterTempDir();
+        dir = temp.path;
         ASSERT_FALSE(dir.empty());
         mkdir("ini", 0755);
         ClearMessageQueue();
     }
+    apptest::TempDir temp;
     std::string dir;
 };
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -28,20 +29,39 @@ inline void WriteText(const std::string& path, const std::string& text)
     std::ofstream(path, std::ios::binary) << text;
 }
 
-// Makes a fresh folder under the build tree and enters it, so suites that
-// run at the same time do not share a log.
-inline std::string EnterTempDir()
+// A fresh folder under the build tree, entered for the life of the object
+// and removed afterwards, so suites that run at the same time do not share
+// a log.
+class TempDir
 {
-    const char* base = getenv("TESSIMO_BINARY_DIR");
-    std::string dir = std::string(base ? base : "/tmp") + "/tests/appXXXXXX";
-    std::vector<char> buf(dir.begin(), dir.end());
-    buf.push_back(0);
-    std::string parent = std::string(base ? base : "/tmp") + "/tests";
-    std::string mk = "mkdir -p '" + parent + "'";
-    if (system(mk.c_str()) != 0 || !mkdtemp(buf.data()) || chdir(buf.data()) != 0)
-        return "";
-    return buf.data();
-}
+public:
+    TempDir()
+    {
+        const char* base = getenv("TESSIMO_BINARY_DIR");
+        std::filesystem::path parent = std::string(base ? base : "/tmp") + "/tests";
+        std::error_code ec;
+        std::filesystem::create_directories(parent, ec);
+        std::string pattern = (parent / "appXXXXXX").string();
+        std::vector<char> buf(pattern.begin(), pattern.end());
+        buf.push_back(0);
+        previous = std::filesystem::current_path(ec);
+        if (mkdtemp(buf.data()) && chdir(buf.data()) == 0)
+            path = buf.data();
+    }
+    ~TempDir()
+    {
+        std::error_code ec;
+        std::filesystem::current_path(previous, ec);
+        if (!path.empty())
+            std::filesystem::remove_all(path, ec);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    std::string path; // empty when it could not be made
+private:
+    std::filesystem::path previous;
+};
 
 struct Box
 {

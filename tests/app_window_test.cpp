@@ -56,7 +56,7 @@ class WindowGl : public ::testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_FALSE(apptest::EnterTempDir().empty());
+        ASSERT_FALSE(temp.path.empty());
         ClearMessageQueue();
         SetGlStepFailure(GlStep::None);
         g_window->frameCount = 0;
@@ -66,6 +66,7 @@ protected:
         SetGlStepFailure(GlStep::None);
         g_window->Destroy();
     }
+    apptest::TempDir temp;
     apptest::BoxRecorder boxes;
 };
 

@@ -161,7 +161,7 @@ class Profile : public ::testing::Test
 protected:
     void SetUp() override
     {
-        dir = apptest::EnterTempDir();
+        dir = temp.path;
         ASSERT_FALSE(dir.empty());
         mkdir("Ini", 0755);
     }
@@ -172,6 +172,7 @@ protected:
         EXPECT_EQ(n, strlen(out));
         return out;
     }
+    apptest::TempDir temp;
     std::string dir;
     // Written with '\' and the other letter case of the folder.
     std::string file = "ini\\test.ini";
