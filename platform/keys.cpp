@@ -22,10 +22,10 @@ const KeyPair kPositional[] = {
     {SDL_SCANCODE_APOSTROPHE, VK_OEM_3},
     {SDL_SCANCODE_BACKSLASH, VK_OEM_5},
     {SDL_SCANCODE_NONUSBACKSLASH, VK_OEM_102},
-    {SDL_SCANCODE_SEMICOLON, VK_OEM_8},
-    {SDL_SCANCODE_COMMA, VK_OEM_COMMA},
-    {SDL_SCANCODE_PERIOD, VK_OEM_PERIOD},
-    {SDL_SCANCODE_SLASH, VK_OEM_2},
+    {SDL_SCANCODE_SEMICOLON, VK_OEM_1},
+    {SDL_SCANCODE_COMMA, VK_OEM_PERIOD},
+    {SDL_SCANCODE_PERIOD, VK_OEM_2},
+    {SDL_SCANCODE_SLASH, VK_OEM_8},
     {SDL_SCANCODE_BACKSPACE, VK_BACK},
     {SDL_SCANCODE_TAB, VK_TAB},
     {SDL_SCANCODE_RETURN, VK_RETURN},
@@ -69,6 +69,9 @@ uint32_t VirtualKeyFromSdl(int scancode, int keycode)
     // Letters as the layout types them.
     if (keycode >= SDLK_a && keycode <= SDLK_z)
         return 'A' + static_cast<uint32_t>(keycode - SDLK_a);
+    // Where the French layout puts the comma, the layout types no letter.
+    if (scancode == SDL_SCANCODE_M && keycode != SDLK_UNKNOWN)
+        return VK_OEM_COMMA;
     if (scancode >= SDL_SCANCODE_A && scancode <= SDL_SCANCODE_Z)
         return 'A' + static_cast<uint32_t>(scancode - SDL_SCANCODE_A);
     // The digit row by position: SDL orders it 1..9, 0.

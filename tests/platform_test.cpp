@@ -140,6 +140,8 @@ TEST(Keys, PositionalKeysLettersByLayoutAndTheConsoleKeys)
     EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_Q, SDLK_a), 0x41u);
     EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_SEMICOLON, SDLK_m), 0x4Du);
     EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_Z, SDLK_UNKNOWN), 0x5Au);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_M, SDLK_COMMA), VK_OEM_COMMA);
+    EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_M, SDLK_m), 0x4Du);
     // Everything else the console reads.
     EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_ESCAPE, SDLK_ESCAPE), VK_ESCAPE);
     EXPECT_EQ(VirtualKeyFromSdl(SDL_SCANCODE_SPACE, SDLK_SPACE), VK_SPACE);
