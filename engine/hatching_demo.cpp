@@ -1,0 +1,34 @@
+#include "engine/hatching_demo.h"
+
+#include <cstring>
+
+#include "app/input.h"
+#include "platform/keys.h"
+
+namespace
+{
+
+const char* const kArchiveName = "data.rar";
+const char* const kArchivePassword = "mirodune";
+
+} // namespace
+
+bool HatchingDemo::Init()
+{
+    strcpy(g_engine->archiveName, kArchiveName);
+    strcpy(g_engine->archivePassword, kArchivePassword);
+    Engine::Init();
+    // White paper, and the stencil buffer is cleared with the rest.
+    glClearColor(1, 1, 1, 1);
+    clearMask = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
+    return true;
+}
+
+bool HatchingDemo::Frame()
+{
+    Engine::Frame();
+    if (g_input->keys[VK_ESCAPE])
+        return false;
+    EndFrame();
+    return true;
+}
