@@ -485,8 +485,6 @@ void RarPacker::ApplyToken(const RarToken& t, RarLzHistory* state) const
 // tokens they are recomputed, and the counts halve.
 void RarPacker::CountForCosts(const RarToken& t)
 {
-    uint32_t f[kRarLzTableSize] = {};
-    (void)f;
     uint32_t symbol = MainSymbol(t);
     frequencyMain[symbol]++;
     if (t.symbol >= kSymbolLong)
