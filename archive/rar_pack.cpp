@@ -295,12 +295,14 @@ void RarCanonicalCodes(const uint8_t* lengths, uint32_t count, uint16_t* codes)
 }
 
 uint64_t RarWriteTables(RarBitWriter* bits, bool audioMode, uint32_t channels,
-                        const uint8_t* lengths, uint8_t* previous)
+                        const uint8_t* lengths, uint8_t* previous, bool* asDelta)
 {
-    RarBitWriter asDelta, asFresh;
-    EmitTables(&asDelta, audioMode, channels, lengths, previous, true);
-    EmitTables(&asFresh, audioMode, channels, lengths, previous, false);
-    bool keep = asDelta.BitCount() < asFresh.BitCount();
+    RarBitWriter delta, fresh;
+    EmitTables(&delta, audioMode, channels, lengths, previous, true);
+    EmitTables(&fresh, audioMode, channels, lengths, previous, false);
+    bool keep = delta.BitCount() < fresh.BitCount();
+    if (asDelta)
+        *asDelta = keep;
     uint64_t before = bits->BitCount();
     EmitTables(bits, audioMode, channels, lengths, previous, keep);
     if (!keep)
@@ -672,7 +674,10 @@ void RarPacker::SwitchTables(RarBitWriter* bits, const RarTableSet& next,
     }
     if (!first)
         WriteControlSymbol(bits);
-    RarWriteTables(bits, next.audioMode, next.channels, next.lengths, previousLengths);
+    bool asDelta = false;
+    RarWriteTables(bits, next.audioMode, next.channels, next.lengths, previousLengths, &asDelta);
+    stats.tableSets++;
+    stats.deltaTableSets += asDelta;
     tables = next;
     if (next.audioMode)
     {
@@ -694,6 +699,16 @@ void RarPacker::SwitchTables(RarBitWriter* bits, const RarTableSet& next,
 void RarPacker::EmitToken(RarBitWriter* bits, const RarToken& t)
 {
     uint32_t symbol = MainSymbol(t);
+    if (t.symbol < kSymbolRepeatLast)
+        stats.literals++;
+    else if (t.symbol == kSymbolRepeatLast)
+        stats.lastMatches++;
+    else if (t.symbol < kSymbolShort)
+        stats.repeats[t.symbol - kSymbolRepeat]++;
+    else if (t.symbol == kSymbolShort)
+        stats.shortMatches++;
+    else
+        stats.longMatches++;
     bits->Put(codes[symbol], tables.lengths[symbol]);
     if (t.symbol < kSymbolRepeatLast || t.symbol == kSymbolRepeatLast)
         return;
@@ -816,6 +831,7 @@ std::vector<uint8_t> RarPacker::Pack(const uint8_t* data, uint32_t size, bool co
     }
 
     RarBitWriter bits;
+    stats.audioEntries[channels]++;
     if (channels)
     {
         lz = lzBefore;

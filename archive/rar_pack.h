@@ -44,9 +44,24 @@ struct RarTableSet
     uint8_t lengths[kRarMaxTableSize] = {};
 };
 
+// What the packer wrote, counted, so tests can see every kind used.
+struct RarPackerStats
+{
+    uint64_t literals = 0;
+    uint64_t lastMatches = 0;      // symbol 256
+    uint64_t repeats[4] = {};      // 257-260
+    uint64_t shortMatches = 0;     // 261-268
+    uint64_t longMatches = 0;      // 270-297
+    uint64_t tableSets = 0;        // sets of code tables written
+    uint64_t deltaTableSets = 0;   // of those, as deltas against the previous set
+    uint64_t audioEntries[5] = {}; // entries by channel count (0: LZ)
+};
+
 class RarPacker
 {
 public:
+    RarPackerStats stats;
+
     explicit RarPacker(const RarWriterOptions& options);
     // Forgets every entry before: the next one starts a fresh stream.
     void Reset();
@@ -124,4 +139,4 @@ void RarCanonicalCodes(const uint8_t* lengths, uint32_t count, uint16_t* codes);
 // Writes one set of code tables, as delta against `previous` or fresh,
 // whichever is shorter, and updates `previous`. Yields the bits written.
 uint64_t RarWriteTables(RarBitWriter* bits, bool audioMode, uint32_t channels,
-                        const uint8_t* lengths, uint8_t* previous);
+                        const uint8_t* lengths, uint8_t* previous, bool* asDelta = nullptr);

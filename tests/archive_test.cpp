@@ -5,6 +5,7 @@
 #include "archive/file_buffer.h"
 #include "archive/rar.h"
 #include "archive/rar_cipher.h"
+#include "archive/rar_pack.h"
 #include "archive/rar_record.h"
 #include "archive/rar_writer.h"
 
@@ -248,6 +249,49 @@ TEST(ArchiveRoundTrip, ImagesGoToAudioModeAndShrink)
     Bytes b = Write({{"i", image}}, automatic);
     EXPECT_LT(b.size() * 10, a.size() * 9) << "audio mode should win clearly on pixels";
     ExpectAllBack(b, {{"i", image}}, nullptr, "auto");
+}
+
+// The packer uses every symbol kind on real text, switches tables as the
+// statistics change and writes some of them as deltas, and picks three
+// channels for RGB pixels and four for RGBA; what it writes comes back.
+TEST(ArchiveRoundTrip, PackerUsesEveryKindOfSymbol)
+{
+    RarWriterOptions options;
+    options.solid = true;
+    RarPacker packer(options);
+    Bytes text = SourceText(400000);
+    Bytes rgb = Image(200, 200, 3, 3), rgba = Image(128, 128, 4, 4);
+    Bytes a = packer.Pack(text.data(), uint32_t(text.size()), false, false);
+    Bytes b = packer.Pack(rgb.data(), uint32_t(rgb.size()), true, false);
+    Bytes c = packer.Pack(rgba.data(), uint32_t(rgba.size()), true, false);
+    const RarPackerStats& s = packer.stats;
+    EXPECT_GT(s.literals, 0u);
+    EXPECT_GT(s.lastMatches, 0u);
+    for (uint64_t r : s.repeats)
+        EXPECT_GT(r, 0u);
+    EXPECT_GT(s.shortMatches, 0u);
+    EXPECT_GT(s.longMatches, 0u);
+    EXPECT_GT(s.tableSets, 3u);
+    EXPECT_GT(s.deltaTableSets, 0u);
+    EXPECT_EQ(s.audioEntries[0], 1u);
+    EXPECT_EQ(s.audioEntries[3], 1u);
+    EXPECT_EQ(s.audioEntries[4], 1u);
+
+    std::vector<Item> items = {{"t", text}, {"rgb", rgb}, {"rgba", rgba}};
+    std::vector<RarFileBlock> blocks(3);
+    Bytes archive;
+    RarAppendMainHeader(&archive, 0x08);
+    const Bytes* packed[] = {&a, &b, &c};
+    for (int i = 0; i < 3; ++i)
+    {
+        blocks[i].name = items[i].name;
+        blocks[i].flags = uint16_t(0x8000 | (i ? 0x10 : 0));
+        blocks[i].unpackSize = uint32_t(items[i].data.size());
+        blocks[i].fileCrc = RarCrc32(0, items[i].data.data(), items[i].data.size());
+        blocks[i].packed = *packed[i];
+        RarAppendFileBlock(&archive, blocks[i]);
+    }
+    ExpectAllBack(archive, items, nullptr, "packer");
 }
 
 TEST(ArchiveCipher, DecipherInvertsEncipherAndTheKeyMoves)
