@@ -17,7 +17,8 @@
 // of state that the entry before it left.
 //
 // This file reads from the top down in the order of the stream: bit input,
-// code tables, audio samples, LZ symbols, the window, the entry.
+// code tables, audio samples, LZ symbols, the window, then the fast runs
+// (the same steps, many at a time) and the entry.
 
 #include "archive/rar_record.h"
 
