@@ -1,0 +1,215 @@
+// tessimo-tam: the tonal art map without a GL context.
+//
+//   tessimo-tam [--size 256] [--layers 128] [--candidates 5] [--kind 0]
+//               [--reference] [--digest] [--png DIR [--tone T]]
+//
+// --digest prints one line per mip level of the volume with the SHA-256 of
+// exactly the bytes the engine hands to glTexImage3D for it, then the
+// digest of all levels in order and the number of strokes placed.
+// --png writes every tone of level 0, a contact sheet of all tones from
+// light to dark, and every mip level of tone T (default: the middle one).
+// --reference runs the plain form of the generation (every candidate
+// measured by walking its level) instead of the quick one; both must give
+// the same bytes.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <png.h>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "hatching/tonal_art_map.h"
+#include "sha256.h"
+
+namespace
+{
+
+struct Options
+{
+    uint32_t size = 256;
+    uint32_t layers = 128;
+    uint32_t candidates = 5;
+    int32_t kind = 0;
+    bool digest = false;
+    bool reference = false;
+    const char* pngDir = nullptr;
+    long tone = -1;
+};
+
+int Usage(const char* problem)
+{
+    fprintf(stderr, "tessimo-tam: %s\n", problem);
+    fprintf(stderr, "usage: tessimo-tam [--size N] [--layers N] [--candidates N] [--kind 0|1] "
+                    "[--reference] [--digest] [--png DIR [--tone T]]\n");
+    return 2;
+}
+
+bool ParseNumber(const char* text, long low, long high, long* out)
+{
+    char* end = nullptr;
+    errno = 0;
+    long v = strtol(text, &end, 10);
+    if (errno || !end || *end || end == text || v < low || v > high)
+        return false;
+    *out = v;
+    return true;
+}
+
+bool IsPowerOfTwo(uint32_t v)
+{
+    return v && !(v & (v - 1));
+}
+
+// Parses argv into `o`; returns 0, or the usage status.
+int Parse(int argc, char** argv, Options* o)
+{
+    for (int i = 1; i < argc; ++i)
+    {
+        std::string a = argv[i];
+        auto value = [&](long low, long high, long* out)
+        { return i + 1 < argc && ParseNumber(argv[++i], low, high, out); };
+        long v = 0;
+        if (a == "--digest")
+            o->digest = true;
+        else if (a == "--reference")
+            o->reference = true;
+        else if (a == "--png" && i + 1 < argc)
+            o->pngDir = argv[++i];
+        else if (a == "--size" && value(1, 4096, &v) && IsPowerOfTwo(v))
+            o->size = v;
+        else if (a == "--layers" && value(2, 4096, &v))
+            o->layers = v;
+        else if (a == "--candidates" && value(1, 1000, &v))
+            o->candidates = v;
+        else if (a == "--kind" && value(0, 1, &v))
+            o->kind = v;
+        else if (a == "--tone" && value(0, 4095, &v))
+            o->tone = v;
+        else
+            return Usage(("bad or incomplete option '" + a + "'").c_str());
+    }
+    if (!o->digest && !o->pngDir)
+        return Usage("nothing to do: give --digest or --png DIR");
+    if (o->tone >= static_cast<long>(o->layers))
+        return Usage("--tone must be below --layers");
+    return 0;
+}
+
+bool WritePng(const std::string& path, uint32_t w, uint32_t h, const uint8_t* rgb)
+{
+    FILE* f = fopen(path.c_str(), "wb");
+    if (!f)
+        return false;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png ? png_create_info_struct(png) : nullptr;
+    bool ok = png && info && !setjmp(png_jmpbuf(png));
+    if (ok)
+    {
+        png_init_io(png, f);
+        png_set_IHDR(png, info, w, h, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                     PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        png_write_info(png, info);
+        for (uint32_t y = 0; y < h; ++y)
+            png_write_row(png, const_cast<uint8_t*>(rgb + static_cast<size_t>(y) * w * 3));
+        png_write_end(png, nullptr);
+    }
+    png_destroy_write_struct(&png, &info);
+    return fclose(f) == 0 && ok;
+}
+
+// What --png collects while the tones are generated.
+struct Pictures
+{
+    const Options* options;
+    uint32_t chosenTone;
+    std::vector<std::vector<uint8_t>> tones;        // level 0 of each tone
+    std::vector<std::vector<uint8_t>> chosenLevels; // every level of the chosen tone
+};
+
+void Collect(uint32_t tone, const ProceduralTexture& layer, void* user)
+{
+    auto* p = static_cast<Pictures*>(user);
+    p->tones[tone].assign(layer.levels[0], layer.levels[0] + layer.LevelBytes(0));
+    if (tone == p->chosenTone)
+        for (uint32_t m = 0; m < layer.levelCount; ++m)
+            p->chosenLevels.emplace_back(layer.levels[m], layer.levels[m] + layer.LevelBytes(m));
+}
+
+bool WritePictures(const Pictures& p)
+{
+    const Options& o = *p.options;
+    std::string dir = o.pngDir;
+    mkdir(dir.c_str(), 0755);
+    char name[64];
+    for (uint32_t t = 0; t < o.layers; ++t)
+    {
+        snprintf(name, sizeof name, "/tone_%03u.png", t);
+        if (!WritePng(dir + name, o.size, o.size, p.tones[t].data()))
+            return false;
+    }
+    // The contact sheet: tones in rows of 16, from the lightest to the darkest.
+    uint32_t columns = o.layers < 16 ? o.layers : 16;
+    uint32_t rows = (o.layers + columns - 1) / columns;
+    uint32_t sheetW = columns * o.size, sheetH = rows * o.size;
+    std::vector<uint8_t> sheet(static_cast<size_t>(sheetW) * sheetH * 3, 255);
+    for (uint32_t k = 0; k < o.layers; ++k)
+    {
+        const std::vector<uint8_t>& tone = p.tones[o.layers - 1 - k];
+        uint32_t x0 = (k % columns) * o.size, y0 = (k / columns) * o.size;
+        for (uint32_t y = 0; y < o.size; ++y)
+            memcpy(&sheet[((static_cast<size_t>(y0) + y) * sheetW + x0) * 3],
+                   &tone[static_cast<size_t>(y) * o.size * 3], o.size * 3);
+    }
+    if (!WritePng(dir + "/contact_sheet.png", sheetW, sheetH, sheet.data()))
+        return false;
+    for (uint32_t m = 0; m < p.chosenLevels.size(); ++m)
+    {
+        snprintf(name, sizeof name, "/tone_%03u_level_%u.png", p.chosenTone, m);
+        if (!WritePng(dir + name, o.size >> m, o.size >> m, p.chosenLevels[m].data()))
+            return false;
+    }
+    return true;
+}
+
+void PrintDigest(const ArtMapVolume& v)
+{
+    Sha256 all;
+    for (uint32_t m = 0; m < v.levelCount; ++m)
+    {
+        Sha256 level;
+        level.Update(v.blocks[m].data(), v.blocks[m].size());
+        all.Update(v.blocks[m].data(), v.blocks[m].size());
+        printf("level %u side %u slices %u sha256 %s\n", m, v.size >> m, v.slices[m],
+               level.HexDigest().c_str());
+    }
+    printf("volume sha256 %s\n", all.HexDigest().c_str());
+    printf("strokes %llu\n", static_cast<unsigned long long>(v.strokes));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Options o;
+    if (int status = Parse(argc, argv, &o))
+        return status;
+    if (o.pngDir && o.reference)
+        return Usage("--png takes the quick form only");
+
+    Pictures pictures{&o, o.tone >= 0 ? static_cast<uint32_t>(o.tone) : o.layers / 2, {}, {}};
+    pictures.tones.resize(o.layers);
+    ArtMapVolume volume;
+    GenerateArtMapVolume(o.size, o.layers, o.candidates, o.kind,
+                         o.reference ? ArtMapForm::Reference : ArtMapForm::Quick, &volume,
+                         o.pngDir ? Collect : nullptr, &pictures);
+    if (o.digest)
+        PrintDigest(volume);
+    if (o.pngDir && !WritePictures(pictures))
+    {
+        fprintf(stderr, "tessimo-tam: cannot write the pictures into '%s'\n", o.pngDir);
+        return 1;
+    }
+    return 0;
+}
