@@ -439,7 +439,7 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
         GLsizei side = static_cast<GLsizei>(size >> m);
         glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, volume.slices[m], 0, GL_RGB,
                      GL_UNSIGNED_BYTE, volume.blocks[m].data());
-        std::vector<uint8_t>().swap(volume.blocks[m]); // release as it goes to the card
+        VolumeBlock().swap(volume.blocks[m]); // release as it goes to the card
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
 }

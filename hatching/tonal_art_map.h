@@ -18,6 +18,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "hatching/procedural_texture.h"
@@ -92,6 +94,24 @@ public:
     virtual void Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind);
 };
 
+// Leaves new bytes uninitialised: every byte of a volume block is written
+// by the generation, so zeroing 33 MB first would be wasted work.
+template <typename T> struct UninitialisedAllocator : std::allocator<T>
+{
+    template <typename U> struct rebind
+    {
+        using other = UninitialisedAllocator<U>;
+    };
+    UninitialisedAllocator() = default;
+    template <typename U> UninitialisedAllocator(const UninitialisedAllocator<U>&) {}
+    template <typename U> void construct(U* p) { ::new (static_cast<void*>(p)) U; }
+    template <typename U, typename... A> void construct(U* p, A&&... a)
+    {
+        ::new (static_cast<void*>(p)) U(std::forward<A>(a)...);
+    }
+};
+using VolumeBlock = std::vector<uint8_t, UninitialisedAllocator<uint8_t>>;
+
 // The bytes of the volume, level by level, as glTexImage3D takes them.
 struct ArtMapVolume
 {
@@ -99,7 +119,7 @@ struct ArtMapVolume
     uint32_t layerCount = 0;
     uint32_t levelCount = 0;
     std::vector<uint32_t> slices;             // per level
-    std::vector<std::vector<uint8_t>> blocks; // per level: side * side * 3 * slices bytes
+    std::vector<VolumeBlock> blocks;          // per level: side * side * 3 * slices bytes
     uint64_t strokes = 0;                     // placed over every Generate
 };
 

@@ -1,0 +1,76 @@
+// The CPU generation of the demo's tonal art map, Build(256, 128, 5, 0):
+// the quick form the program uses next to the reference form that measures
+// every candidate by walking its whole level, in the same run, with the
+// ratio and a check that both give the same bytes.
+//
+//   build/bench/tam_bench --benchmark_min_time=2
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "hatching/tonal_art_map.h"
+
+namespace
+{
+
+void Generate(benchmark::State& state, ArtMapForm form)
+{
+    ArtMapVolume volume;
+    for (auto _ : state)
+    {
+        GenerateArtMapVolume(256, 128, 5, 0, form, &volume);
+        benchmark::DoNotOptimize(volume.blocks[0].data());
+    }
+    state.counters["strokes"] = static_cast<double>(volume.strokes);
+}
+
+void BM_QuickForm(benchmark::State& state)
+{
+    Generate(state, ArtMapForm::Quick);
+}
+void BM_ReferenceForm(benchmark::State& state)
+{
+    Generate(state, ArtMapForm::Reference);
+}
+BENCHMARK(BM_QuickForm)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReferenceForm)->Unit(benchmark::kMillisecond);
+
+// Prints the reference's time over the quick one's after the table.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& r : runs)
+            if (r.run_type == Run::RT_Iteration)
+                seconds[r.benchmark_name()] = r.GetAdjustedRealTime() / 1e3;
+    }
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        double quick = seconds["BM_QuickForm"], reference = seconds["BM_ReferenceForm"];
+        if (quick > 0 && reference > 0)
+            printf("tonal art map 256x256x128: quick %.2f ms, reference %.1f ms, ratio %.1fx\n",
+                   quick * 1e3, reference * 1e3, reference / quick);
+    }
+    std::map<std::string, double> seconds;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    ArtMapVolume quick, reference;
+    GenerateArtMapVolume(256, 128, 5, 0, ArtMapForm::Quick, &quick);
+    GenerateArtMapVolume(256, 128, 5, 0, ArtMapForm::Reference, &reference);
+    printf("same bytes in both forms: %s (%llu strokes)\n",
+           quick.blocks == reference.blocks ? "yes" : "NO", static_cast<unsigned long long>(quick.strokes));
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return quick.blocks == reference.blocks ? 0 : 1;
+}
