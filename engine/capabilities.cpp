@@ -71,6 +71,25 @@ const ProgramLimit kProgramLimits[] = {
     {GL_MAX_PROGRAM_MATRIX_STACK_DEPTH_ARB, &Engine::maxProgramMatrixStackDepth},
 };
 
+// Drivers of today answer most of these limits only per program target, and
+// refuse them as plain integers: where glGetIntegerv refuses, ask the
+// vertex program target, and leave no error behind.
+int32_t ReadProgramLimit(GLenum name)
+{
+    while (glGetError() != GL_NO_ERROR)
+    {
+    }
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    if (glGetError() != GL_NO_ERROR && ep_glGetProgramivARB)
+    {
+        value = 0;
+        glGetProgramivARB(GL_VERTEX_PROGRAM_ARB, name, &value);
+        glGetError();
+    }
+    return value;
+}
+
 } // namespace
 
 // Whole words only: "GL_NV_vertex_array_range" is not found in a list that
@@ -187,11 +206,7 @@ void Engine::ProbeCapabilities()
     {
         FetchEntryPoints(kGroupVertexProgram);
         for (const ProgramLimit& limit : kProgramLimits)
-        {
-            GLint value = 0;
-            glGetIntegerv(limit.name, &value);
-            this->*limit.field = value;
-        }
+            this->*limit.field = ReadProgramLimit(limit.name);
         console->Printf("> arb vertex program supported");
     }
     else

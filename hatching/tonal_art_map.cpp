@@ -33,15 +33,6 @@ float ToneOf(uint32_t ink, uint32_t pixels)
     return static_cast<float>(ink) / static_cast<float>(pixels);
 }
 
-// The end coordinate across a stroke: the start plus the drift, truncated
-// toward zero, but never below 0.
-uint32_t Lean(uint32_t start, double drift)
-{
-    if (drift < 0 && -drift > static_cast<double>(start))
-        return 0;
-    return static_cast<uint32_t>(static_cast<double>(start) + drift);
-}
-
 // Width of the brush at step i of a stroke of n steps behind its first
 // pixel: t = i / (n - 1) against the profile's bounds as exact fractions.
 // 0 plots nothing (t of 0.95 and above, or a one-step stroke).
@@ -64,6 +55,13 @@ uint32_t ProfileWidth(uint32_t i, uint32_t n)
 }
 
 } // namespace
+
+uint32_t StrokeEndCoordinate(uint32_t start, double drift)
+{
+    if (drift < 0 && -drift > static_cast<double>(start))
+        return 0;
+    return static_cast<uint32_t>(static_cast<double>(start) + drift);
+}
 
 void ResetStrokeRandom()
 {
@@ -241,14 +239,14 @@ void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candi
                 x2 = x + length;
                 double drift = Draw() * (H * static_cast<double>(0.1f)) * kRandomScale -
                                H * static_cast<double>(0.05f);
-                y2 = Lean(y, drift);
+                y2 = StrokeEndCoordinate(y, drift);
             }
             else
             {
                 y2 = y + length;
                 double drift = Draw() * (W * static_cast<double>(0.1f)) * kRandomScale -
                                W * static_cast<double>(0.05f);
-                x2 = Lean(x, drift);
+                x2 = StrokeEndCoordinate(x, drift);
             }
             Draw(); // the fifth draw is consumed and has no other effect
 

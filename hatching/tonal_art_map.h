@@ -118,9 +118,9 @@ struct ArtMapVolume
     uint32_t size = 0;
     uint32_t layerCount = 0;
     uint32_t levelCount = 0;
-    std::vector<uint32_t> slices;             // per level
-    std::vector<VolumeBlock> blocks;          // per level: side * side * 3 * slices bytes
-    uint64_t strokes = 0;                     // placed over every Generate
+    std::vector<uint32_t> slices;    // per level
+    std::vector<VolumeBlock> blocks; // per level: side * side * 3 * slices bytes
+    uint64_t strokes = 0;            // placed over every Generate
 };
 
 enum class ArtMapForm
@@ -150,3 +150,7 @@ void GenerateArtMapVolume(uint32_t size, uint32_t layerCount, uint32_t candidate
 
 // Puts the stroke generator back to its start value.
 void ResetStrokeRandom();
+
+// The end coordinate across a stroke: the start plus the drift, the sum
+// truncated toward zero, and 0 where the drift pulls below 0.
+uint32_t StrokeEndCoordinate(uint32_t start, double drift);

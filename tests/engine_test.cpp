@@ -238,6 +238,11 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
     GLint attribs = 0;
     glGetIntegerv(GL_MAX_VERTEX_ATTRIBS_ARB, &attribs);
     EXPECT_EQ(engine.maxVertexAttribs, attribs);
+    // Limits the driver answers only per program target are read there.
+    EXPECT_GT(engine.maxProgramInstructions, 0);
+    EXPECT_GT(engine.maxProgramEnvParameters, 0);
+    EXPECT_GT(engine.maxProgramMatrices, 0);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 
     // The fetched entry points work: the active unit can be switched.
     ASSERT_NE(ep_glActiveTextureARB, nullptr);
