@@ -5,8 +5,8 @@
 // runs must give the same text but for times and numbers.
 #include <gtest/gtest.h>
 
-#include <SDL.h>
 #include <GL/gl.h>
+#include <SDL.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -16,6 +16,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <regex>
@@ -76,7 +77,8 @@ DriverStrings ReadDriverStrings()
     SDL_GLContext c = w ? SDL_GL_CreateContext(w) : nullptr;
     if (c)
     {
-        auto str = [](GLenum e) {
+        auto str = [](GLenum e)
+        {
             const GLubyte* s = glGetString(e);
             return std::string(s ? reinterpret_cast<const char*>(s) : "");
         };
@@ -89,6 +91,9 @@ DriverStrings ReadDriverStrings()
     return d;
 }
 
+// The run directories of the test that runs now; kept when it fails.
+std::vector<std::string> runDirs;
+
 // A fresh run directory: the built ini/ and data.rar, unless told otherwise.
 std::string MakeRunDir(bool withIni)
 {
@@ -100,6 +105,7 @@ std::string MakeRunDir(bool withIni)
     if (!mkdtemp(buf.data()))
         return "";
     dir = buf.data();
+    runDirs.push_back(dir);
     std::string run = Env("TESSIMO_RUN_DIR");
     std::string cmd = "cp -r '" + run + "/data.rar' '" + dir + "/' 2>/dev/null;";
     if (withIni)
@@ -193,7 +199,8 @@ void EndProgram(pid_t pid, Ending how)
     Display* dpy = XOpenDisplay(nullptr);
     ASSERT_NE(dpy, nullptr);
     Window win = 0;
-    ASSERT_TRUE(WaitFor([&] { return (win = FindWindow(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
+    ASSERT_TRUE(
+        WaitFor([&] { return (win = FindWindow(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
         << "the program's window never appeared";
     if (how == Ending::CloseButton)
     {
@@ -227,7 +234,8 @@ std::string RunProgram(const std::string& dir, Ending how)
     pid_t pid = StartProgram(dir);
     EXPECT_GT(pid, 0);
     std::string log = dir + "/tessimo2.log";
-    EXPECT_TRUE(WaitFor([&] { return ReadFile(log).find("- init openGL engine") != std::string::npos; }, 30))
+    EXPECT_TRUE(WaitFor(
+        [&] { return ReadFile(log).find("- init openGL engine") != std::string::npos; }, 30))
         << "the program never got its GL context";
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     EndProgram(pid, how);
@@ -263,7 +271,8 @@ std::vector<std::string> ExpectedLines(const DriverStrings& d, const std::string
         R"(    \+ init driver .* ok!)",
         R"(    \+ init mixer ok!)",
         R"(    \+ init fsound with \d+ channels at \d+ hz  ok!)",
-        "- tessimo has drawn " + n + " frames in " + n + R"( seconds, average FPS : (\d+\.\d+|inf|nan|-nan))",
+        "- tessimo has drawn " + n + " frames in " + n +
+            R"( seconds, average FPS : (\d+\.\d+|inf|nan|-nan))",
         "- shutting down at " + n + "h " + n + "m " + n + "s",
     };
 }
@@ -293,11 +302,20 @@ protected:
         driver = ReadDriverStrings();
         ASSERT_FALSE(driver.renderer.empty());
     }
+    void TearDown() override
+    {
+        std::error_code ec;
+        if (!HasFailure())
+            for (const std::string& dir : runDirs)
+                std::filesystem::remove_all(dir, ec);
+        runDirs.clear();
+    }
     DriverStrings driver;
 };
 
-const char* kDefaultTrying = "- trying to create windowed application <Tessimo 2 Engine> in 800x600@16 with a 0 "
-                             "bit(s) stencil buffer and a 16 bits z-buffer";
+const char* kDefaultTrying =
+    "- trying to create windowed application <Tessimo 2 Engine> in 800x600@16 with a 0 "
+    "bit(s) stencil buffer and a 16 bits z-buffer";
 
 TEST_F(ProgramRun, ThreeWaysToEndGiveTheSameLog)
 {
@@ -328,12 +346,14 @@ TEST_F(ProgramRun, FullscreenInAnyLetterCaseAsksForFullscreen)
     std::string dir = MakeRunDir(false);
     ASSERT_FALSE(dir.empty());
     mkdir((dir + "/ini").c_str(), 0755);
-    WriteFile(dir + "/ini/tessimo2.ini", "[3D engine]\nfullscreen = TrUe\nwindow_width=640\nwindow_height=480\n");
+    WriteFile(dir + "/ini/tessimo2.ini",
+              "[3D engine]\nfullscreen = TrUe\nwindow_width=640\nwindow_height=480\n");
     std::string log = RunProgram(dir, Ending::Terminate);
     std::vector<std::string> lines = Lines(log);
     ASSERT_GE(lines.size(), 4u) << log;
-    EXPECT_EQ(lines[3], "- trying to create fullscreen application <Tessimo 2 Engine> in 640x480@16 with a 0 "
-                        "bit(s) stencil buffer and a 16 bits z-buffer");
+    EXPECT_EQ(lines[3],
+              "- trying to create fullscreen application <Tessimo 2 Engine> in 640x480@16 with a 0 "
+              "bit(s) stencil buffer and a 16 bits z-buffer");
     EXPECT_NE(log.find("- that's running!"), std::string::npos) << log;
 }
 
@@ -344,13 +364,15 @@ TEST_F(ProgramRun, RefusedWindowExitsWithStatusOne)
     std::string dir = MakeRunDir(false);
     ASSERT_FALSE(dir.empty());
     mkdir((dir + "/ini").c_str(), 0755);
-    WriteFile(dir + "/ini/tessimo2.ini", "[3D engine]\nwindow_width=100000\nwindow_height=100000\n");
+    WriteFile(dir + "/ini/tessimo2.ini",
+              "[3D engine]\nwindow_width=100000\nwindow_height=100000\n");
     pid_t pid = StartProgram(dir);
     int status = WaitExit(pid, 60);
     std::string log = ReadFile(dir + "/tessimo2.log");
     EXPECT_EQ(status, 1) << log;
-    EXPECT_NE(log.find("- trying to create windowed application <Tessimo 2 Engine> in 100000x100000@16"),
-              std::string::npos)
+    EXPECT_NE(
+        log.find("- trying to create windowed application <Tessimo 2 Engine> in 100000x100000@16"),
+        std::string::npos)
         << log;
     EXPECT_EQ(log.find("- that's running!"), std::string::npos) << log;
 }
