@@ -68,7 +68,8 @@ int main(int argc, char** argv)
     GenerateArtMapVolume(256, 128, 5, 0, ArtMapForm::Quick, &quick);
     GenerateArtMapVolume(256, 128, 5, 0, ArtMapForm::Reference, &reference);
     printf("same bytes in both forms: %s (%llu strokes)\n",
-           quick.blocks == reference.blocks ? "yes" : "NO", static_cast<unsigned long long>(quick.strokes));
+           quick.blocks == reference.blocks ? "yes" : "NO",
+           static_cast<unsigned long long>(quick.strokes));
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
