@@ -19,3 +19,11 @@ endif()
 tessimo_test(app_window_test LABEL gl
   SOURCES app_window_test.cpp
   LIBS tessimo_app_for_tests OpenGL::GL ${app_test_glu})
+
+# The real program on the offscreen driver.
+if(TARGET tessimo2)
+  tessimo_test(app_program_test LABEL gl TIMEOUT 300
+    SOURCES app_program_test.cpp
+    LIBS tessimo_platform)
+  add_dependencies(app_program_test tessimo2 tessimo_data)
+endif()

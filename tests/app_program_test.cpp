@@ -1,0 +1,159 @@
+// The real program on SDL's offscreen driver: no display, no sound card.
+// A run ended by SIGTERM, a run whose sound start-up fails (the quit
+// message is waiting before the first frame), and a refused window; each
+// leaves its log and exit status.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <regex>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "app/log.h"
+#include "app_test_util.h"
+
+namespace
+{
+
+std::string Env(const char* name)
+{
+    const char* v = getenv(name);
+    return v ? v : "";
+}
+
+// Starts the program in the current folder with the given audio driver.
+pid_t Start(const char* audioDriver)
+{
+    std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        setenv("SDL_AUDIODRIVER", audioDriver, 1);
+        execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    return pid;
+}
+
+// Exit status, or -1 after a kill when it takes longer than `seconds`.
+int Wait(pid_t pid, double seconds)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    int status = 0;
+    while (waitpid(pid, &status, WNOHANG) != pid)
+    {
+        if (std::chrono::steady_clock::now() > end)
+        {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            return -1;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+bool WaitForText(const std::string& text, double seconds)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (apptest::ReadText(TESSIMO_LOG_FILE).find(text) == std::string::npos)
+    {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+void WriteSettings(const std::string& text)
+{
+    mkdir("ini", 0755);
+    apptest::WriteText("ini/tessimo2.ini", text);
+    std::string tokens = Env("TESSIMO_SOURCE_DIR") + "/data/ini/tokens.ini";
+    apptest::WriteText("ini/tokens.ini", apptest::ReadText(tokens));
+}
+
+const char* const kSoundOk = R"(- initializing fmod
+    \+ init output ok!
+    \+ init driver .* ok!
+    \+ init mixer ok!
+    \+ init fsound with 32 channels at 44100 hz  ok!
+)";
+
+class Program : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_FALSE(temp.path.empty()); }
+    apptest::TempDir temp;
+};
+
+TEST_F(Program, TerminatedRunEndsTheOrderlyWay)
+{
+    WriteSettings("[3D engine]\nwindow_width=320\nwindow_height=200\n"
+                  "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
+    pid_t pid = Start("no-such-driver"); // "no sound" needs none
+    ASSERT_TRUE(WaitForText("- initializing fmod", 30));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    kill(pid, SIGTERM);
+    EXPECT_EQ(Wait(pid, 30), 0);
+    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    EXPECT_TRUE(std::regex_search(log, std::regex(kSoundOk))) << log;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(log, m, std::regex(R"(- tessimo has drawn (\d+) frames)")));
+    EXPECT_GT(std::stoi(m[1]), 0);
+    EXPECT_TRUE(std::regex_search(log, std::regex(R"(- shutting down at \d+h \d+m \d+s\n$)")));
+}
+
+TEST_F(Program, FailedSoundStillLoadsThenQuitsBeforeTheFirstFrame)
+{
+    // The default output opens SDL's default driver, here one that does not
+    // exist: the driver stage fails, Init runs, and no frame is drawn.
+    WriteSettings("[3D engine]\nwindow_width=320\nwindow_height=200\n");
+    pid_t pid = Start("no-such-driver");
+    EXPECT_EQ(Wait(pid, 60), 0);
+    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    EXPECT_NE(
+        log.find("- initializing fmod\n    + init output Direct Sound ok!\n    + init driver  "
+                 "failed!\n- tessimo has drawn 0 frames"),
+        std::string::npos)
+        << log;
+}
+
+TEST_F(Program, FullscreenWithoutTheModeFallsBackAndRefusedWindowExitsWithOne)
+{
+    // No display mode of that size: the question takes its headless answer.
+    WriteSettings("[3D engine]\nfullscreen=tRUE\nwindow_width=333\nwindow_height=222\n"
+                  "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
+    pid_t pid = Start("dummy");
+    ASSERT_TRUE(WaitForText("- initializing fmod", 30));
+    kill(pid, SIGINT);
+    EXPECT_EQ(Wait(pid, 30), 0);
+    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    EXPECT_NE(
+        log.find("- trying to create fullscreen application <Tessimo 2 Engine> in 333x222@16"),
+        std::string::npos)
+        << log;
+    EXPECT_NE(log.find("- that's running!"), std::string::npos);
+
+    WriteSettings("[3D engine]\nwindow_width=100000\n");
+    pid = Start("dummy");
+    EXPECT_EQ(Wait(pid, 30), 1);
+    log = apptest::ReadText(TESSIMO_LOG_FILE);
+    // Create's own Destroy, the entry's and ExitCleanup's.
+    EXPECT_EQ(std::regex_replace(log, std::regex(R"(\d+)"), "#"),
+              "TESSIMO # engine log file\nlog created the #/#/# at #h #m #s\n\n"
+              "- trying to create windowed application <Tessimo # Engine> in #x#@# with a # "
+              "bit(s) stencil buffer and a # bits z-buffer\n"
+              "- tessimo has drawn # frames in # seconds, average FPS : #.#\n"
+              "- shutting down at #h #m #s\n"
+              "- tessimo has drawn # frames in # seconds, average FPS : #.#\n"
+              "- shutting down at #h #m #s\n"
+              "- tessimo has drawn # frames in # seconds, average FPS : #.#\n"
+              "- shutting down at #h #m #s\n");
+}
+
+} // namespace
