@@ -99,12 +99,12 @@ TEST_F(Program, TerminatedRunEndsTheOrderlyWay)
     ASSERT_TRUE(WaitForText("- initializing fmod", 30));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     kill(pid, SIGTERM);
-    EXPECT_EQ(Wait(pid, 30), 0);
+    EXPECT_EQ(Wait(pid, 120), 0);
     std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
     EXPECT_TRUE(std::regex_search(log, std::regex(kSoundOk))) << log;
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(log, m, std::regex(R"(- tessimo has drawn (\d+) frames)")));
-    EXPECT_GT(std::stoi(m[1]), 0);
+    // However far loading had come, the close waits for the loop.
+    EXPECT_TRUE(std::regex_search(log, std::regex(R"(ok!\n- tessimo has drawn \d+ frames)")))
+        << log;
     EXPECT_TRUE(std::regex_search(log, std::regex(R"(- shutting down at \d+h \d+m \d+s\n$)")));
 }
 
@@ -114,7 +114,7 @@ TEST_F(Program, FailedSoundStillLoadsThenQuitsBeforeTheFirstFrame)
     // exist: the driver stage fails, Init runs, and no frame is drawn.
     WriteSettings("[3D engine]\nwindow_width=320\nwindow_height=200\n");
     pid_t pid = Start("no-such-driver");
-    EXPECT_EQ(Wait(pid, 60), 0);
+    EXPECT_EQ(Wait(pid, 120), 0);
     std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
     EXPECT_NE(
         log.find("- initializing fmod\n    + init output Direct Sound ok!\n    + init driver  "
@@ -131,7 +131,7 @@ TEST_F(Program, FullscreenWithoutTheModeFallsBackAndRefusedWindowExitsWithOne)
     pid_t pid = Start("dummy");
     ASSERT_TRUE(WaitForText("- initializing fmod", 30));
     kill(pid, SIGINT);
-    EXPECT_EQ(Wait(pid, 30), 0);
+    EXPECT_EQ(Wait(pid, 120), 0);
     std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
     EXPECT_NE(
         log.find("- trying to create fullscreen application <Tessimo 2 Engine> in 333x222@16"),
