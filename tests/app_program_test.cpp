@@ -69,12 +69,17 @@ bool WaitForText(const std::string& text, double seconds)
     return true;
 }
 
+// The run folder: these settings, the built token table and data.
 void WriteSettings(const std::string& text)
 {
     mkdir("ini", 0755);
     apptest::WriteText("ini/tessimo2.ini", text);
     std::string tokens = Env("TESSIMO_SOURCE_DIR") + "/data/ini/tokens.ini";
     apptest::WriteText("ini/tokens.ini", apptest::ReadText(tokens));
+    // The data the demo loads, where the build has packed it.
+    std::string data = apptest::ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
+    if (!data.empty())
+        apptest::WriteText("data.rar", data);
 }
 
 const char* const kSoundOk = R"(- initializing fmod
