@@ -4,6 +4,7 @@
 
 #include "engine/engine.h"
 #include "engine/gl_entry_points.h"
+#include "hatching/preview_state.h"
 
 uint32_t FullChainLength(uint32_t size)
 {
@@ -191,44 +192,6 @@ void ProceduralTexture::FreePixels()
     levels = nullptr;
 }
 
-namespace
-{
-
-// The unit, enable state and lighting a preview needs, through the engine's
-// render-state cache. Returns the unit's index.
-uint32_t PreparePreview(Texture* texture, GLenum enable, GLenum disable)
-{
-    Engine* e = g_engine;
-    e->currentShader = nullptr;
-    if (e->activeTextureUnit != GL_TEXTURE0_ARB && ep_glActiveTextureARB)
-    {
-        glActiveTextureARB(GL_TEXTURE0_ARB);
-        e->activeTextureUnit = GL_TEXTURE0_ARB;
-    }
-    uint32_t unit = e->activeTextureUnit - GL_TEXTURE0_ARB;
-    if (disable && e->unitTextureEnabled[unit])
-    {
-        glDisable(disable);
-        e->unitTextureEnabled[unit] = 0;
-    }
-    if (!e->unitTextureEnabled[unit])
-    {
-        glEnable(enable);
-        e->unitTextureEnabled[unit] = 1;
-    }
-    texture->Bind();
-    e->currentTexture = texture;
-    if (e->lightingEnabled)
-    {
-        glDisable(GL_LIGHTING);
-        e->lightingEnabled = 0;
-    }
-    glBlendFunc(GL_ONE, GL_ZERO);
-    return unit;
-}
-
-} // namespace
-
 void ProceduralTexture::DrawPreview(float scale)
 {
     PreparePreview(this, GL_TEXTURE_2D, 0);
@@ -245,37 +208,4 @@ void ProceduralTexture::DrawPreview(float scale)
     glVertex3f(400 - w, 300 - h, 0);
     glEnd();
     glPopMatrix();
-}
-
-VolumeTexture::VolumeTexture() : wrapR(GL_CLAMP)
-{
-    target = GL_TEXTURE_3D;
-}
-
-void VolumeTexture::Bind()
-{
-    glBindTexture(GL_TEXTURE_3D, id);
-}
-
-void VolumeTexture::DrawPreview(float scale)
-{
-    uint32_t unit = PreparePreview(this, GL_TEXTURE_3D, GL_TEXTURE_2D);
-    float w = static_cast<float>(width), h = static_cast<float>(height);
-    glPushMatrix();
-    glBegin(GL_QUADS);
-    glTexCoord3f(0, 0, 0);
-    glVertex3f(400 - w, 300 + h, 0);
-    glTexCoord3f(scale, 0, 1);
-    glVertex3f(400 + w, 300 + h, 0);
-    glTexCoord3f(scale, scale, 1);
-    glVertex3f(400 + w, 300 - h, 0);
-    glTexCoord3f(0, scale, 0);
-    glVertex3f(400 - w, 300 - h, 0);
-    glEnd();
-    glPopMatrix();
-    if (g_engine->unitTextureEnabled[unit])
-    {
-        glDisable(GL_TEXTURE_3D);
-        g_engine->unitTextureEnabled[unit] = 0;
-    }
 }

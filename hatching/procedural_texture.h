@@ -1,11 +1,10 @@
-// Textures drawn on the CPU.
+// A 2D texture drawn on the CPU.
 //
-// ProceduralTexture is a 2D texture whose mip levels are separate images in
-// memory that the caller draws into (pixels, Bresenham lines, fills) before
-// it goes to the card. Width and height are powers of two: coordinates wrap
-// by masking, so drawings tile. VolumeTexture is the 3D counterpart: bound
-// to GL_TEXTURE_3D, with a third wrap mode and a depth, and no pixels of its
-// own; the tonal art map fills it.
+// ProceduralTexture keeps its mip levels as separate images in memory that
+// the caller draws into (pixels, Bresenham lines, fills) before it goes to
+// the card. Width and height are powers of two: coordinates wrap by
+// masking, so drawings tile. The drawing needs no GL context; Create,
+// Upload and DrawPreview do.
 //
 //     ProceduralTexture t;
 //     t.Create(256, 256, 24, 9, false);   // the full chain of 9 levels
@@ -78,22 +77,6 @@ public:
     uint32_t levelCount = 0;
     uint8_t bitsPerPixel = 0;
     uint8_t autoMipmap = 0;
-};
-
-class VolumeTexture : public Texture
-{
-public:
-    VolumeTexture();
-    ~VolumeTexture() override = default;
-    // Binds id to GL_TEXTURE_3D.
-    void Bind() override;
-    // A quad centred at (400, 300) whose third coordinate runs from 0 to 1
-    // across it, so the whole depth shows from left to right.
-    virtual void DrawPreview(float scale);
-
-    uint32_t depth = 0;
-    uint32_t wrapR;
-    uint32_t mipLevels = 0;
 };
 
 // The number of levels of a full chain down to 1 for a side of `size`.

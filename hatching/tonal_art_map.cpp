@@ -76,7 +76,10 @@ void HatchLayer::TrackInk(bool on)
 {
     tracking = on;
     if (on)
+    {
         CountInk();
+        journal.reserve(4096); // more than the widest candidate writes
+    }
 }
 
 void HatchLayer::CountInk()
@@ -108,51 +111,39 @@ float HatchLayer::Tone(uint32_t level)
     return ToneOf(inkCount[level], (width >> level) * (height >> level));
 }
 
-// PutPixel, and while tracking the ink count and the candidate's journal.
-void HatchLayer::Ink(uint32_t x, uint32_t y, uint8_t c0, uint8_t c1, uint8_t c2, uint32_t level)
+namespace
 {
-    if (!tracking)
-    {
-        PutPixel(x, y, c0, c1, c2, 255, level);
-        return;
-    }
-    x &= (width >> level) - 1;
-    y &= (height >> level) - 1;
-    uint8_t* p = levels[level] + (y * (width >> level) + x) * 3;
-    if (journaling)
-        journal.push_back({p, {p[0], p[1], p[2]}});
-    bool wasInk = !IsPaper(p);
-    p[0] = c0;
-    p[1] = c1;
-    p[2] = c2;
-    bool isInk = !IsPaper(p);
-    inkCount[level] += static_cast<int>(isInk) - static_cast<int>(wasInk);
-}
 
-void HatchLayer::PlotBrush(uint32_t x, uint32_t y, uint8_t c0, uint8_t c1, uint8_t c2, uint8_t,
-                           uint32_t level, uint32_t brushWidth, bool acrossY)
+// The pixels of one brush position, each through `put(x, y)`. The second
+// pixel of width 2 across x is diagonal; a width outside 1 to 3 plots
+// nothing.
+template <typename Put>
+inline void BrushPixels(uint32_t x, uint32_t y, uint32_t brushWidth, bool acrossY, Put put)
 {
     if (brushWidth < 1 || brushWidth > 3)
         return;
-    Ink(x, y, c0, c1, c2, level);
+    put(x, y);
     if (acrossY)
     {
         if (brushWidth >= 2)
-            Ink(x, y + 1, c0, c1, c2, level);
+            put(x, y + 1);
         if (brushWidth == 3)
-            Ink(x, y - 1, c0, c1, c2, level);
+            put(x, y - 1);
     }
     else if (brushWidth == 2)
-        Ink(x + 1, y + 1, c0, c1, c2, level); // the diagonal second pixel
+        put(x + 1, y + 1);
     else if (brushWidth == 3)
     {
-        Ink(x + 1, y, c0, c1, c2, level);
-        Ink(x - 1, y, c0, c1, c2, level);
+        put(x + 1, y);
+        put(x - 1, y);
     }
 }
 
-void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0,
-                            uint8_t c1, uint8_t c2, uint8_t c3, uint32_t level)
+// Bresenham along the long axis of a stroke, the width swelling with the
+// profile; `brush(x, y, width, acrossY)` plots each position. Differences
+// are signed 32-bit, comparisons of coordinates unsigned.
+template <typename Brush>
+inline void RasteriseStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, Brush brush)
 {
     int32_t dx = static_cast<int32_t>(x2 - x1);
     int32_t dy = static_cast<int32_t>(y2 - y1);
@@ -169,7 +160,7 @@ void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
         int32_t step = x1 < x2 ? 1 : -1;
         int32_t error = 2 * dx - dy;
         uint32_t x = x1;
-        PlotBrush(x1, y1, c0, c1, c2, c3, level, 1, true);
+        brush(x1, y1, 1u, true);
         uint32_t i = 0;
         for (uint32_t y = y1 + 1; y <= y2; ++y, ++i)
         {
@@ -180,7 +171,7 @@ void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
             }
             else
                 error += 2 * dx;
-            PlotBrush(x, y, c0, c1, c2, c3, level, ProfileWidth(i, dy), false);
+            brush(x, y, ProfileWidth(i, dy), false);
         }
         return;
     }
@@ -193,7 +184,7 @@ void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
     int32_t step = y1 < y2 ? 1 : -1;
     int32_t error = 2 * dy - dx;
     uint32_t y = y1;
-    PlotBrush(x1, y1, c0, c1, c2, c3, level, 1, true);
+    brush(x1, y1, 1u, true);
     uint32_t i = 0;
     for (uint32_t x = x1 + 1; x <= x2; ++x, ++i)
     {
@@ -204,8 +195,71 @@ void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
         }
         else
             error += 2 * dy;
-        PlotBrush(x, y, c0, c1, c2, c3, level, ProfileWidth(i, dx), true);
+        brush(x, y, ProfileWidth(i, dx), true);
     }
+}
+
+} // namespace
+
+void HatchLayer::PlotBrush(uint32_t x, uint32_t y, uint8_t c0, uint8_t c1, uint8_t c2, uint8_t c3,
+                           uint32_t level, uint32_t brushWidth, bool acrossY)
+{
+    if (tracking)
+    {
+        InkStroke(x, y, x, y, c0, c1, c2, level, brushWidth, acrossY);
+        return;
+    }
+    BrushPixels(x, y, brushWidth, acrossY,
+                [&](uint32_t px, uint32_t py) { PutPixel(px, py, c0, c1, c2, c3, level); });
+}
+
+void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0,
+                            uint8_t c1, uint8_t c2, uint8_t c3, uint32_t level)
+{
+    if (tracking)
+    {
+        InkStroke(x1, y1, x2, y2, c0, c1, c2, level, 0, false);
+        return;
+    }
+    RasteriseStroke(x1, y1, x2, y2,
+                    [&](uint32_t x, uint32_t y, uint32_t brushWidth, bool acrossY)
+                    { PlotBrush(x, y, c0, c1, c2, c3, level, brushWidth, acrossY); });
+}
+
+// The tracked way to the same pixels: the brush inlined, pixels that the
+// colour leaves as they are skipped, the ink count kept and, for a
+// candidate, every changed pixel journalled so it can be undone. A
+// brushWidth of 0 rasterises the stroke (x1, y1)-(x2, y2); otherwise the
+// one brush position (x1, y1) is plotted.
+void HatchLayer::InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0,
+                           uint8_t c1, uint8_t c2, uint32_t level, uint32_t brushWidth,
+                           bool acrossY)
+{
+    const uint32_t rowPixels = width >> level;
+    const uint32_t maskX = rowPixels - 1, maskY = (height >> level) - 1;
+    uint8_t* const base = levels[level];
+    const bool record = journaling;
+    int32_t inkChange = 0;
+    auto put = [&](uint32_t x, uint32_t y)
+    {
+        uint8_t* p = base + ((y & maskY) * rowPixels + (x & maskX)) * 3;
+        if (p[0] == c0 && p[1] == c1 && p[2] == c2)
+            return;
+        if (record)
+            journal.push_back({p, {p[0], p[1], p[2]}});
+        bool wasInk = !IsPaper(p);
+        p[0] = c0;
+        p[1] = c1;
+        p[2] = c2;
+        inkChange += static_cast<int32_t>(!IsPaper(p)) - static_cast<int32_t>(wasInk);
+    };
+    if (brushWidth)
+        BrushPixels(x1, y1, brushWidth, acrossY, put);
+    else
+        RasteriseStroke(x1, y1, x2, y2,
+                        [&](uint32_t x, uint32_t y, uint32_t w, bool across)
+                        { BrushPixels(x, y, w, across, put); });
+    inkCount[level] += inkChange;
 }
 
 void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candidates)
@@ -415,6 +469,12 @@ TonalArtMap::TonalArtMap()
 
 void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind)
 {
+    // Each layer of the stack holds a GL name of its own that is never
+    // filled and goes with the layer once the volume is on the card. The
+    // generation works on pixel blocks alone, so the names are made here.
+    std::vector<GLuint> layerNames(layerCount);
+    glGenTextures(static_cast<GLsizei>(layerCount), layerNames.data());
+
     ArtMapVolume volume;
     GenerateArtMapVolume(size, layerCount, candidates, layerKind, ArtMapForm::Quick, &volume);
     width = height = size;
@@ -440,4 +500,5 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
         VolumeBlock().swap(volume.blocks[m]); // release as it goes to the card
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+    glDeleteTextures(static_cast<GLsizei>(layerCount), layerNames.data());
 }

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "hatching/procedural_texture.h"
+#include "hatching/volume_texture.h"
 
 // One tone image: an RGB image of 24 bits a pixel. Exactly (255, 255, 255)
 // is paper; everything else is ink.
@@ -72,7 +73,8 @@ private:
         uint8_t* pixel;
         uint8_t rgb[3];
     };
-    void Ink(uint32_t x, uint32_t y, uint8_t c0, uint8_t c1, uint8_t c2, uint32_t level);
+    void InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0, uint8_t c1,
+                   uint8_t c2, uint32_t level, uint32_t brushWidth, bool acrossY);
     float Tone(uint32_t level);
     void CountInk();
 
