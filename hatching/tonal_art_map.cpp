@@ -389,7 +389,7 @@ void GenerateQuick(uint32_t candidates, int32_t layerKind, ArtMapVolume* volume,
                    ToneObserver observer, void* user)
 {
     const uint32_t size = volume->size, layerCount = volume->layerCount;
-    const float step = 1.0f / layerCount;
+    const float step = static_cast<float>(1.0 / layerCount); // a double quotient, kept as float
     std::unique_ptr<ToneLayer> layer(MakeLayer(layerKind));
     layer->Allocate(size, size, 24, volume->levelCount, false);
     layer->Fill(255, 255, 255, 255);
@@ -412,7 +412,7 @@ void GenerateQuick(uint32_t candidates, int32_t layerKind, ArtMapVolume* volume,
 void GenerateReference(uint32_t candidates, int32_t layerKind, ArtMapVolume* volume)
 {
     const uint32_t size = volume->size, layerCount = volume->layerCount;
-    const float step = 1.0f / layerCount;
+    const float step = static_cast<float>(1.0 / layerCount); // a double quotient, kept as float
     std::vector<std::unique_ptr<ToneLayer>> layers;
     for (uint32_t i = 0; i < layerCount; ++i)
     {

@@ -260,6 +260,21 @@ TEST(HatchLayer, LevelsRetireCoarsestFirstAndCandidatesRunThere)
             ASSERT_EQ(layer.strokes[k].level, i);
     }
     EXPECT_EQ(coarsest, 0u);
+
+    // The next, darker Generate starts again on the 1 x 1 level, which is
+    // already all ink: every candidate measures 1.0 there, the first one
+    // wins, and the level retires after that one stroke.
+    layer.strokes.clear();
+    layer.Generate(0.6f, 0.5f, 3);
+    ASSERT_GT(layer.strokes.size(), 3u + 7u + 3u);
+    for (uint32_t c = 0; c < 3; ++c)
+        EXPECT_EQ(layer.strokes[c].level, 6u);
+    const auto& first = layer.strokes[0];
+    const auto& winner = layer.strokes[3]; // drawn into level 0 first
+    EXPECT_EQ(winner.level, 0u);
+    EXPECT_EQ(std::make_tuple(winner.x1 >> 6, winner.y1 >> 6, winner.x2 >> 6, winner.y2 >> 6),
+              std::make_tuple(first.x1, first.y1, first.x2, first.y2));
+    EXPECT_LT(layer.strokes[3 + 7].level, 6u);
 }
 
 TEST(HatchLayer, DirectionAlternatesFromTheCrossThreshold)
@@ -411,7 +426,9 @@ TEST(TamTool, DigestsAreThoseOfTheLibrarysBytes)
     expected += "volume sha256 " + all.HexDigest() + "\n";
     expected += "strokes " + std::to_string(v.strokes) + "\n";
 
-    std::string tool = std::string(getenv("TESSIMO_BINARY_DIR")) + "/tools/tessimo-tam/tessimo-tam";
+    const char* binaryDir = getenv("TESSIMO_BINARY_DIR");
+    ASSERT_NE(binaryDir, nullptr) << "run through ctest, which names the build folder";
+    std::string tool = std::string(binaryDir) + "/tools/tessimo-tam/tessimo-tam";
     for (const char* form : {"", " --reference"})
     {
         FILE* p = popen((tool + " --size 64 --layers 16 --digest" + form).c_str(), "r");

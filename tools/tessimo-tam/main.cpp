@@ -94,6 +94,9 @@ int Parse(int argc, char** argv, Options* o)
         return Usage("nothing to do: give --digest or --png DIR");
     if (o->tone >= static_cast<long>(o->layers))
         return Usage("--tone must be below --layers");
+    // Level 0 of the volume alone is size * size * 3 * layers bytes.
+    if (static_cast<uint64_t>(o->size) * o->size * 3 * o->layers > (1ull << 31))
+        return Usage("the volume would take more than 2 GiB: lower --size or --layers");
     return 0;
 }
 
