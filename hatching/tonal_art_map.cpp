@@ -204,6 +204,8 @@ inline void RasteriseStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
 void HatchLayer::PlotBrush(uint32_t x, uint32_t y, uint8_t c0, uint8_t c1, uint8_t c2, uint8_t c3,
                            uint32_t level, uint32_t brushWidth, bool acrossY)
 {
+    if (brushWidth < 1 || brushWidth > 3)
+        return; // plots nothing (and 0 would mean a whole stroke to InkStroke)
     if (tracking)
     {
         InkStroke(x, y, x, y, c0, c1, c2, level, brushWidth, acrossY);

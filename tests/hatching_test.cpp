@@ -160,6 +160,49 @@ TEST(HatchLayer, WidthProfileComparesExactFractions)
     EXPECT_EQ(coarse.Ink(5), (Pixels{{1, 0}}));
 }
 
+TEST(HatchLayer, BrushShapesAreTheSameTrackedOrNot)
+{
+    for (bool tracked : {false, true})
+    {
+        auto brush = [&](uint32_t x, uint32_t y, uint32_t w, bool acrossY)
+        {
+            WhiteLayer<HatchLayer> layer(16);
+            layer.TrackInk(tracked);
+            layer.PlotBrush(x, y, 0, 0, 0, 255, 0, w, acrossY);
+            return layer.Ink();
+        };
+        EXPECT_EQ(brush(5, 5, 1, true), (Pixels{{5, 5}})) << tracked;
+        EXPECT_EQ(brush(5, 5, 2, true), (Pixels{{5, 5}, {5, 6}})) << tracked;
+        EXPECT_EQ(brush(5, 5, 3, true), (Pixels{{5, 4}, {5, 5}, {5, 6}})) << tracked;
+        EXPECT_EQ(brush(5, 5, 2, false), (Pixels{{5, 5}, {6, 6}})) << tracked;
+        EXPECT_EQ(brush(5, 5, 3, false), (Pixels{{4, 5}, {5, 5}, {6, 5}})) << tracked;
+        EXPECT_EQ(brush(0, 15, 3, false), (Pixels{{15, 15}, {0, 15}, {1, 15}})) << tracked;
+        EXPECT_EQ(brush(15, 15, 2, false), (Pixels{{15, 15}, {0, 0}})) << tracked;
+        EXPECT_EQ(brush(5, 5, 0, true), Pixels{}) << tracked;
+        EXPECT_EQ(brush(5, 5, 4, false), Pixels{}) << tracked;
+    }
+
+    // Whole strokes at every level, in every direction and across the
+    // edges: the tracked path lays the same pixels and counts the same ink.
+    WhiteLayer<HatchLayer> plain(32), tracked(32);
+    tracked.TrackInk(true);
+    const uint32_t strokes[][4] = {{3, 4, 40, 6},  {30, 1, 2, 29}, {5, 30, 9, 2},  {7, 7, 8, 8},
+                                   {20, 3, 20, 3}, {0, 31, 31, 0}, {12, 0, 60, 9}, {1, 2, 3, 50}};
+    for (uint32_t level = 0; level < 6; ++level)
+        for (const auto& k : strokes)
+        {
+            plain.DrawStroke(k[0] >> level, k[1] >> level, k[2] >> level, k[3] >> level, 0, 0, 0,
+                             255, level);
+            tracked.DrawStroke(k[0] >> level, k[1] >> level, k[2] >> level, k[3] >> level, 0, 0, 0,
+                               255, level);
+        }
+    for (uint32_t level = 0; level < 6; ++level)
+    {
+        EXPECT_EQ(plain.Ink(level), tracked.Ink(level)) << "level " << level;
+        EXPECT_EQ(plain.MeasureTone(level), tracked.MeasureTone(level));
+    }
+}
+
 TEST(HatchLayer, StrokesWrapAtTheEdgesAndEndsClampAtZero)
 {
     WhiteLayer<HatchLayer> layer(32);
