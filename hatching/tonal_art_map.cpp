@@ -1,5 +1,6 @@
 #include "hatching/tonal_art_map.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -78,7 +79,8 @@ void HatchLayer::TrackInk(bool on)
     if (on)
     {
         CountInk();
-        journal.reserve(4096); // more than the widest candidate writes
+        marks.assign(static_cast<size_t>(width) * height, 0);
+        stamp = 0;
     }
 }
 
@@ -229,8 +231,7 @@ void HatchLayer::DrawStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, 
 }
 
 // The tracked way to the same pixels: the brush inlined, pixels that the
-// colour leaves as they are skipped, the ink count kept and, for a
-// candidate, every changed pixel journalled so it can be undone. A
+// colour leaves as they are skipped, and the ink count kept. A
 // brushWidth of 0 rasterises the stroke (x1, y1)-(x2, y2); otherwise the
 // one brush position (x1, y1) is plotted.
 void HatchLayer::InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0,
@@ -240,15 +241,12 @@ void HatchLayer::InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, u
     const uint32_t rowPixels = width >> level;
     const uint32_t maskX = rowPixels - 1, maskY = (height >> level) - 1;
     uint8_t* const base = levels[level];
-    const bool record = journaling;
     int32_t inkChange = 0;
     auto put = [&](uint32_t x, uint32_t y)
     {
         uint8_t* p = base + ((y & maskY) * rowPixels + (x & maskX)) * 3;
         if (p[0] == c0 && p[1] == c1 && p[2] == c2)
             return;
-        if (record)
-            journal.push_back({p, {p[0], p[1], p[2]}});
         bool wasInk = !IsPaper(p);
         p[0] = c0;
         p[1] = c1;
@@ -264,6 +262,39 @@ void HatchLayer::InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, u
     inkCount[level] += inkChange;
 }
 
+// The paper pixels that a black stroke would turn to ink, each counted
+// once: what drawing it and measuring the level would add, with nothing
+// drawn and so nothing to undo. A pixel is marked with the stamp of the
+// stroke that counted it.
+uint32_t HatchLayer::CountNewInk(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint32_t level)
+{
+    if (++stamp == 0)
+    {
+        // After 2^32 strokes the marks start over.
+        std::fill(marks.begin(), marks.end(), 0);
+        stamp = 1;
+    }
+    const uint32_t rowPixels = width >> level;
+    const uint32_t maskX = rowPixels - 1, maskY = (height >> level) - 1;
+    const uint8_t* const base = levels[level];
+    uint32_t* const mark = marks.data();
+    const uint32_t current = stamp;
+    uint32_t added = 0;
+    auto put = [&](uint32_t x, uint32_t y)
+    {
+        uint32_t i = (y & maskY) * rowPixels + (x & maskX);
+        if (mark[i] != current && IsPaper(base + i * 3))
+        {
+            mark[i] = current;
+            ++added;
+        }
+    };
+    RasteriseStroke(x1, y1, x2, y2,
+                    [&](uint32_t x, uint32_t y, uint32_t w, bool across)
+                    { BrushPixels(x, y, w, across, put); });
+    return added;
+}
+
 void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candidates)
 {
     const uint32_t W = width, H = height;
@@ -274,10 +305,9 @@ void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candi
     while (active != 0)
     {
         // Candidates are tried on the coarsest level still short of its
-        // tone, and each is undone before the next.
-        if (tracking)
-            journaling = true;
-        else
+        // tone, and each is undone before the next (while tracking, a
+        // candidate is only counted, never drawn).
+        if (!tracking)
             memcpy(scratch.get(), levels[level], LevelBytes(level));
         float bestTone = 0.0f;
         alternate = !alternate;
@@ -306,9 +336,16 @@ void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candi
             }
             Draw(); // the fifth draw is consumed and has no other effect
 
-            uint32_t ink = tracking ? inkCount[level] : 0;
-            DrawStroke(x >> level, y >> level, x2 >> level, y2 >> level, 0, 0, 0, 255, level);
-            float tone = Tone(level);
+            float tone;
+            if (tracking)
+                tone = ToneOf(inkCount[level] + CountNewInk(x >> level, y >> level, x2 >> level,
+                                                            y2 >> level, level),
+                              (W >> level) * (H >> level));
+            else
+            {
+                DrawStroke(x >> level, y >> level, x2 >> level, y2 >> level, 0, 0, 0, 255, level);
+                tone = MeasureTone(level);
+            }
             if (tone > bestTone)
             {
                 bestTone = tone;
@@ -317,17 +354,9 @@ void HatchLayer::Generate(float targetTone, float crossThreshold, uint32_t candi
                 best[2] = x2;
                 best[3] = y2;
             }
-            if (tracking)
-            {
-                for (size_t j = journal.size(); j-- > 0;)
-                    memcpy(journal[j].pixel, journal[j].rgb, 3);
-                journal.clear();
-                inkCount[level] = ink;
-            }
-            else
+            if (!tracking)
                 memcpy(levels[level], scratch.get(), LevelBytes(level));
         }
-        journaling = false;
 
         // The winner goes into this level and every finer one.
         for (uint32_t i = 0; i < active; ++i)

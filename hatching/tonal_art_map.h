@@ -59,29 +59,26 @@ public:
                            uint32_t level, uint32_t width, bool acrossY);
 
     // The quick way to the same pixels: ink is counted as it is laid, and a
-    // candidate is undone from a journal of the pixels it changed, instead
-    // of walking and copying the whole level for each candidate. Off, the
-    // layer does literally that walking and copying (the reference form).
+    // candidate is only counted (the paper pixels it would cover), never
+    // drawn, instead of drawing it, walking the whole level and copying the
+    // level back. Off, the layer does literally that drawing, walking and
+    // copying (the reference form). Generate always draws in black.
     void TrackInk(bool on);
 
     // Strokes placed by Generate since the last ResetStrokeRandom.
     static uint64_t strokesPlaced;
 
 private:
-    struct JournalEntry
-    {
-        uint8_t* pixel;
-        uint8_t rgb[3];
-    };
     void InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0, uint8_t c1,
                    uint8_t c2, uint32_t level, uint32_t brushWidth, bool acrossY);
+    uint32_t CountNewInk(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint32_t level);
     float Tone(uint32_t level);
     void CountInk();
 
     bool tracking = false;
-    bool journaling = false;
     std::vector<uint32_t> inkCount; // per level, while tracking
-    std::vector<JournalEntry> journal;
+    std::vector<uint32_t> marks;    // per pixel: the last candidate that counted it
+    uint32_t stamp = 0;
 };
 
 class TonalArtMap : public VolumeTexture
@@ -128,7 +125,7 @@ struct ArtMapVolume
 enum class ArtMapForm
 {
     // One working layer that grows from the lightest tone to the darkest,
-    // counted ink and journalled candidates, each finished tone copied
+    // counted ink and candidates counted without drawing, each finished tone copied
     // straight into the slices it belongs to. What Build uses.
     Quick,
     // The stack as a row of layers, each a copy of the lighter one plus its
