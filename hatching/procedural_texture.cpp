@@ -1,5 +1,7 @@
 #include "hatching/procedural_texture.h"
 
+#include "hatching/line_walk.h"
+
 #include <cstring>
 
 #include "engine/engine.h"
@@ -80,64 +82,9 @@ void ProceduralTexture::Upload()
 void ProceduralTexture::DrawLine(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint8_t c0,
                                  uint8_t c1, uint8_t c2, uint8_t c3, uint32_t level)
 {
-    int32_t dx = static_cast<int32_t>(x2 - x1);
-    int32_t dy = static_cast<int32_t>(y2 - y1);
-    dx = dx < 0 ? -dx : dx;
-    dy = dy < 0 ? -dy : dy;
-    if (dx < dy)
-    {
-        // Steep: one pixel per row.
-        if (y1 > y2)
-        {
-            uint32_t t = x1;
-            x1 = x2;
-            x2 = t;
-            t = y1;
-            y1 = y2;
-            y2 = t;
-        }
-        int32_t step = x1 < x2 ? 1 : -1;
-        int32_t error = 2 * dx - dy;
-        uint32_t x = x1;
-        PutPixel(x, y1, c0, c1, c2, c3, level);
-        for (uint32_t y = y1 + 1; y <= y2; ++y)
-        {
-            if (error >= 0)
-            {
-                x += step;
-                error += 2 * (dx - dy);
-            }
-            else
-                error += 2 * dx;
-            PutPixel(x, y, c0, c1, c2, c3, level);
-        }
-        return;
-    }
-    // Shallow, the diagonal included: one pixel per column.
-    if (x1 > x2)
-    {
-        uint32_t t = x1;
-        x1 = x2;
-        x2 = t;
-        t = y1;
-        y1 = y2;
-        y2 = t;
-    }
-    int32_t step = y1 < y2 ? 1 : -1;
-    int32_t error = 2 * dy - dx;
-    uint32_t y = y1;
-    PutPixel(x1, y, c0, c1, c2, c3, level);
-    for (uint32_t x = x1 + 1; x <= x2; ++x)
-    {
-        if (error >= 0)
-        {
-            y += step;
-            error += 2 * (dy - dx);
-        }
-        else
-            error += 2 * dy;
-        PutPixel(x, y, c0, c1, c2, c3, level);
-    }
+    WalkLine(x1, y1, x2, y2,
+             [&](uint32_t x, uint32_t y, int32_t, uint32_t, bool)
+             { PutPixel(x, y, c0, c1, c2, c3, level); });
 }
 
 void ProceduralTexture::FillLevel(uint8_t c0, uint8_t c1, uint8_t c2, uint8_t c3, uint32_t level)

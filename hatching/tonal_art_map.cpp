@@ -1,5 +1,7 @@
 #include "hatching/tonal_art_map.h"
 
+#include "hatching/line_walk.h"
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -142,63 +144,20 @@ inline void BrushPixels(uint32_t x, uint32_t y, uint32_t brushWidth, bool across
 }
 
 // Bresenham along the long axis of a stroke, the width swelling with the
-// profile; `brush(x, y, width, acrossY)` plots each position. Differences
-// are signed 32-bit, comparisons of coordinates unsigned.
+// profile; `brush(x, y, width, acrossY)` plots each position. The first
+// pixel is thin; shallow strokes spread the brush across y, steep ones
+// along x.
 template <typename Brush>
 inline void RasteriseStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, Brush brush)
 {
-    int32_t dx = static_cast<int32_t>(x2 - x1);
-    int32_t dy = static_cast<int32_t>(y2 - y1);
-    dx = dx < 0 ? -dx : dx;
-    dy = dy < 0 ? -dy : dy;
-    if (dx < dy)
-    {
-        // Steep: the profile runs down the rows, the brush spreads along x.
-        if (y1 > y2)
-        {
-            std::swap(x1, x2);
-            std::swap(y1, y2);
-        }
-        int32_t step = x1 < x2 ? 1 : -1;
-        int32_t error = 2 * dx - dy;
-        uint32_t x = x1;
-        brush(x1, y1, 1u, true);
-        uint32_t i = 0;
-        for (uint32_t y = y1 + 1; y <= y2; ++y, ++i)
-        {
-            if (error >= 0)
-            {
-                x += step;
-                error += 2 * (dx - dy);
-            }
-            else
-                error += 2 * dx;
-            brush(x, y, ProfileWidth(i, dy), false);
-        }
-        return;
-    }
-    // Shallow, the diagonal included: the profile runs along the columns.
-    if (x1 > x2)
-    {
-        std::swap(x1, x2);
-        std::swap(y1, y2);
-    }
-    int32_t step = y1 < y2 ? 1 : -1;
-    int32_t error = 2 * dy - dx;
-    uint32_t y = y1;
-    brush(x1, y1, 1u, true);
-    uint32_t i = 0;
-    for (uint32_t x = x1 + 1; x <= x2; ++x, ++i)
-    {
-        if (error >= 0)
-        {
-            y += step;
-            error += 2 * (dy - dx);
-        }
-        else
-            error += 2 * dy;
-        brush(x, y, ProfileWidth(i, dx), true);
-    }
+    WalkLine(x1, y1, x2, y2,
+             [&](uint32_t x, uint32_t y, int32_t i, uint32_t n, bool steep)
+             {
+                 if (i < 0)
+                     brush(x, y, 1u, true);
+                 else
+                     brush(x, y, ProfileWidth(static_cast<uint32_t>(i), n), !steep);
+             });
 }
 
 } // namespace
