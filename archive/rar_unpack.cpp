@@ -740,23 +740,38 @@ void RarLzRun()
 // adaptation instead of growing the eleven error sums sample by sample: the
 // sums are formed when the weights adapt (or the run ends), 32 samples at a
 // time across vector lanes. Every term is below 1280 in magnitude, so 32 of
-// them fit 16 bits.
+// them fit 16 bits. The history d1 to d4 lives in the same buffers: sample
+// i's d1 at d1[i + 1], its d2 at d2[i + 2], so that its d3 and d4 sit at
+// d2[i + 1] and d2[i], and the entries before sample 0 hold the state the
+// group started from.
 struct AudioLane
 {
-    AudioChannel c;
+    AudioChannel c;                // d1 to d4 are stale while samples are kept
     uint32_t fill;                 // samples kept
     alignas(16) int16_t d[32];     // the error, times 8
-    alignas(16) int16_t d1[32];    // d1 of each sample
     alignas(16) int16_t other[32]; // channelDelta of each sample
-    // d2 of sample i at i + 2, so that its d3 and d4 sit at i + 1 and i.
+    alignas(16) int16_t d1[40];
     alignas(16) int16_t d2[40];
 };
 
 void RarLaneStart(AudioLane* l)
 {
     l->fill = 0;
+    l->d1[0] = int16_t(l->c.d1);
     l->d2[0] = int16_t(l->c.d3);
     l->d2[1] = int16_t(l->c.d2);
+}
+
+// Brings the record's history up to date with the kept samples.
+void RarLaneSync(AudioLane* l)
+{
+    uint32_t n = l->fill;
+    if (n == 0)
+        return;
+    l->c.d1 = l->d1[n];
+    l->c.d2 = l->d2[n + 1];
+    l->c.d3 = l->d2[n];
+    l->c.d4 = l->d2[n - 1];
 }
 
 #ifdef __SSE2__
@@ -777,6 +792,7 @@ inline uint32_t RarLaneTotal(__m128i v)
 // Adds the kept samples' terms to the error sums and starts over.
 void RarLaneSums(AudioLane* l)
 {
+    RarLaneSync(l);
     uint32_t* dif = l->c.dif;
 #ifdef __SSE2__
     if (l->fill == 32)
@@ -788,7 +804,7 @@ void RarLaneSums(AudioLane* l)
         {
             __m128i d = _mm_load_si128(reinterpret_cast<const __m128i*>(l->d + i));
             __m128i x[5] = {
-                _mm_load_si128(reinterpret_cast<const __m128i*>(l->d1 + i)),
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d1 + i + 1)),
                 _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i + 2)),
                 _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i + 1)),
                 _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i)),
@@ -809,7 +825,7 @@ void RarLaneSums(AudioLane* l)
     for (uint32_t i = 0; i < l->fill; ++i)
     {
         int32_t d = l->d[i];
-        int32_t x[5] = {l->d1[i], l->d2[i + 2], l->d2[i + 1], l->d2[i], l->other[i]};
+        int32_t x[5] = {l->d1[i + 1], l->d2[i + 2], l->d2[i + 1], l->d2[i], l->other[i]};
         dif[0] += RarMagnitude(d);
         for (uint32_t k = 0; k < 5; ++k)
         {
@@ -821,28 +837,27 @@ void RarLaneSums(AudioLane* l)
 }
 
 // One sample of a run: the steps of RarAudioPredict and RarAudioUpdate,
-// with the sums left to RarLaneSums.
+// with the sums left to RarLaneSums. The new channelDelta is the low byte
+// of (prediction - delta - lastChar), so the masking of the prediction,
+// which changes only higher bits, stays off that chain.
 inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta, uint32_t delta)
 {
     AudioChannel* c = &l->c;
+    uint32_t i = l->fill++;
     int32_t d1 = c->lastDelta;
-    int32_t d2 = d1 - c->d1;
-    int32_t d3 = c->d2;
-    int32_t d4 = c->d3;
-    c->d1 = d1;
-    c->d2 = d2;
-    c->d3 = d3;
-    c->d4 = d4;
+    int32_t d2 = d1 - l->d1[i];
+    int32_t d3 = l->d2[i + 1];
+    int32_t d4 = l->d2[i];
+    l->d1[i + 1] = int16_t(d1);
+    l->d2[i + 2] = int16_t(d2);
     int32_t other = *channelDelta;
+    l->other[i] = int16_t(other);
+    l->d[i] = int16_t(RarSignedByte(int32_t(delta)) * 8);
     int32_t lastChar = c->lastChar;
     int32_t partial = 8 * lastChar + c->k1 * d1 + c->k2 * d2 + c->k3 * d3 + c->k4 * d4;
-    int32_t sample = ((partial + c->k5 * other) >> 3 & 0xFF) - int32_t(delta);
-    uint32_t i = l->fill++;
-    l->d[i] = int16_t(RarSignedByte(int32_t(delta)) * 8);
-    l->d1[i] = int16_t(d1);
-    l->d2[i + 2] = int16_t(d2);
-    l->other[i] = int16_t(other);
-    c->lastDelta = *channelDelta = RarSignedByte(sample - lastChar);
+    int32_t predicted = (partial + c->k5 * other) >> 3;
+    c->lastDelta = *channelDelta = int8_t(uint8_t(predicted - int32_t(delta) - lastChar));
+    int32_t sample = (predicted & 0xFF) - int32_t(delta);
     c->lastChar = sample;
     if (__builtin_expect((++c->byteCount & 31) == 0, 0))
     {
@@ -852,68 +867,124 @@ inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta, uint32_t delta
     return uint8_t(sample);
 }
 
+// The reader, the channel state and the output of a run.
+struct AudioRunState
+{
+    BitCursor in;
+    AudioLane lanes[4];
+    int32_t channelDelta;
+    uint32_t channel;
+};
+
+// One sample of the current channel, or false at a table switch.
+template <uint32_t Channel> inline bool RarAudioRunStep(AudioRunState* s, uint8_t* out)
+{
+    const uint32_t k = Channel < 4 ? Channel : s->channel;
+    s->in.Fill();
+    uint32_t symbol = s->in.DecodeFilled(&g_rar.audioDecoder[k]);
+    if (symbol == kAudioNewTables)
+        return false;
+    *out = RarLaneSample(&s->lanes[k], &s->channelDelta, symbol);
+    return true;
+}
+
+// Up to `count` samples to `out` for `Channels` channels; whole rounds of
+// the channels go with the channel known to the compiler. Returns the
+// samples made; fewer than `count` at a table switch, with the channel at
+// the one that read it.
+template <uint32_t Channels>
+uint32_t RarAudioSamples(AudioRunState* s, uint8_t* out, uint32_t count)
+{
+    uint32_t done = 0;
+    while (done < count)
+    {
+        if (s->channel == 0 && count - done >= Channels)
+        {
+            do
+            {
+                if (!RarAudioRunStep<0>(s, out + done))
+                    return done;
+                if (Channels > 1 && !RarAudioRunStep<1>(s, out + done + 1))
+                    return s->channel = 1, done + 1;
+                if (Channels > 2 && !RarAudioRunStep<2>(s, out + done + 2))
+                    return s->channel = 2, done + 2;
+                if (Channels > 3 && !RarAudioRunStep<3>(s, out + done + 3))
+                    return s->channel = 3, done + 3;
+                done += Channels;
+            } while (count - done >= Channels);
+            continue;
+        }
+        if (!RarAudioRunStep<4>(s, out + done))
+            return done;
+        done++;
+        if (++s->channel == Channels)
+            s->channel = 0;
+    }
+    return done;
+}
+
 // The channel records move to the stack for the run: byte stores into the
 // window can't alias them there. The run goes in chunks that the limits
 // allow whole, so that the loop over samples tests nothing but the table
 // switch: a symbol takes at most 16 bits, so a chunk of half the bytes left
-// before the input stop can't reach it.
+// before the input stop can't reach it, and a chunk ends at the end of the
+// window.
 void RarAudioRun()
 {
     RunLimits limits = RarRunLimits();
-    BitCursor in(g_rar.input, g_rar.inputPos, g_rar.inputBit);
-    uint8_t* window = g_rar.window;
+    AudioRunState s{BitCursor(g_rar.input, g_rar.inputPos, g_rar.inputBit),
+                    {},
+                    g_rar.channelDelta,
+                    g_rar.currentChannel};
     uint32_t pos = g_rar.unpackPos & kRarWindowMask;
     int64_t left = g_rar.unpackedLeft;
     uint32_t room = limits.windowFree;
-    uint32_t channel = g_rar.currentChannel;
-    uint32_t channels = g_rar.channels;
-    int32_t channelDelta = g_rar.channelDelta;
-    const HuffmanDecoder* decoders = g_rar.audioDecoder;
-    AudioLane lanes[4];
     for (uint32_t i = 0; i < 4; ++i)
     {
-        lanes[i].c = g_rar.audio[i];
-        RarLaneStart(&lanes[i]);
+        s.lanes[i].c = g_rar.audio[i];
+        RarLaneStart(&s.lanes[i]);
     }
     bool newTables = false;
-    while (!newTables && left >= 0 && room >= kWindowReserve && in.Pos() < limits.inputStop)
+    while (!newTables && left >= 0 && room >= kWindowReserve && s.in.Pos() < limits.inputStop)
     {
-        int64_t chunk = (limits.inputStop - in.Pos()) / 2;
-        if (chunk < 1)
-            chunk = 1;
-        if (chunk > left + 1)
-            chunk = left + 1;
-        if (chunk > room - kWindowReserve + 1)
-            chunk = room - kWindowReserve + 1;
-        int64_t done = 0;
-        for (; done < chunk; ++done)
+        int64_t chunk = (limits.inputStop - s.in.Pos()) / 2;
+        chunk = chunk < 1 ? 1 : chunk;
+        chunk = chunk < left + 1 ? chunk : left + 1;
+        chunk = chunk < room - kWindowReserve + 1 ? chunk : room - kWindowReserve + 1;
+        chunk = chunk < kRarWindowSize - pos ? chunk : kRarWindowSize - pos;
+        uint8_t* out = g_rar.window + pos;
+        uint32_t done;
+        switch (g_rar.channels)
         {
-            in.Fill();
-            uint32_t symbol = in.DecodeFilled(&decoders[channel]);
-            if (symbol == kAudioNewTables)
-            {
-                newTables = true;
-                break;
-            }
-            window[pos] = RarLaneSample(&lanes[channel], &channelDelta, symbol);
-            pos = (pos + 1) & kRarWindowMask;
-            if (++channel == channels)
-                channel = 0;
+        case 1:
+            done = RarAudioSamples<1>(&s, out, uint32_t(chunk));
+            break;
+        case 2:
+            done = RarAudioSamples<2>(&s, out, uint32_t(chunk));
+            break;
+        case 3:
+            done = RarAudioSamples<3>(&s, out, uint32_t(chunk));
+            break;
+        default:
+            done = RarAudioSamples<4>(&s, out, uint32_t(chunk));
+            break;
         }
+        newTables = done < chunk;
         left -= done;
-        room -= uint32_t(done);
+        room -= done;
+        pos = (pos + done) & kRarWindowMask;
     }
     for (uint32_t i = 0; i < 4; ++i)
     {
-        RarLaneSums(&lanes[i]);
-        g_rar.audio[i] = lanes[i].c;
+        RarLaneSums(&s.lanes[i]);
+        g_rar.audio[i] = s.lanes[i].c;
     }
-    g_rar.inputPos = in.Pos();
-    g_rar.inputBit = in.Bit();
+    g_rar.inputPos = s.in.Pos();
+    g_rar.inputBit = s.in.Bit();
     g_rar.unpackPos = pos;
     g_rar.unpackedLeft = left;
-    g_rar.currentChannel = channel;
-    g_rar.channelDelta = channelDelta;
+    g_rar.currentChannel = s.channel;
+    g_rar.channelDelta = s.channelDelta;
     if (newTables)
         RarReadCodeTables();
 }
