@@ -840,7 +840,8 @@ void RarLaneSums(AudioLane* l)
 // with the sums left to RarLaneSums. The new channelDelta is the low byte
 // of (prediction - delta - lastChar), so the masking of the prediction,
 // which changes only higher bits, stays off that chain.
-inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta, uint32_t delta)
+__attribute__((always_inline)) inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta,
+                                                            uint32_t delta)
 {
     AudioChannel* c = &l->c;
     uint32_t i = l->fill++;
@@ -867,59 +868,71 @@ inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta, uint32_t delta
     return uint8_t(sample);
 }
 
-// The reader, the channel state and the output of a run.
+// The reader and the channel state of a run.
 struct AudioRunState
 {
     BitCursor in;
-    AudioLane lanes[4];
     int32_t channelDelta;
     uint32_t channel;
 };
 
-// One sample of the current channel, or false at a table switch.
-template <uint32_t Channel> inline bool RarAudioRunStep(AudioRunState* s, uint8_t* out)
+// One sample of channel `k`, or false at a table switch.
+__attribute__((always_inline)) inline bool RarAudioRunStep(AudioRunState* s, AudioLane* lane,
+                                                           uint32_t k, uint8_t* out)
 {
-    const uint32_t k = Channel < 4 ? Channel : s->channel;
     s->in.Fill();
     uint32_t symbol = s->in.DecodeFilled(&g_rar.audioDecoder[k]);
     if (symbol == kAudioNewTables)
         return false;
-    *out = RarLaneSample(&s->lanes[k], &s->channelDelta, symbol);
+    *out = RarLaneSample(lane, &s->channelDelta, symbol);
     return true;
 }
 
 // Up to `count` samples to `out` for `Channels` channels; whole rounds of
 // the channels go with the channel known to the compiler. Returns the
 // samples made; fewer than `count` at a table switch, with the channel at
-// the one that read it.
+// the one that read it. The state is a local copy meanwhile, so that it
+// can stay in registers.
 template <uint32_t Channels>
-uint32_t RarAudioSamples(AudioRunState* s, uint8_t* out, uint32_t count)
+uint32_t RarAudioSamples(AudioRunState* state, AudioLane* lanes, uint8_t* out, uint32_t count)
 {
+    AudioRunState s = *state;
     uint32_t done = 0;
     while (done < count)
     {
-        if (s->channel == 0 && count - done >= Channels)
+        if (s.channel == 0 && count - done >= Channels)
         {
             do
             {
-                if (!RarAudioRunStep<0>(s, out + done))
-                    return done;
-                if (Channels > 1 && !RarAudioRunStep<1>(s, out + done + 1))
-                    return s->channel = 1, done + 1;
-                if (Channels > 2 && !RarAudioRunStep<2>(s, out + done + 2))
-                    return s->channel = 2, done + 2;
-                if (Channels > 3 && !RarAudioRunStep<3>(s, out + done + 3))
-                    return s->channel = 3, done + 3;
+                if (!RarAudioRunStep(&s, &lanes[0], 0, out + done))
+                    goto end;
+                if (Channels > 1 && !RarAudioRunStep(&s, &lanes[1], 1, out + done + 1))
+                {
+                    s.channel = 1, done += 1;
+                    goto end;
+                }
+                if (Channels > 2 && !RarAudioRunStep(&s, &lanes[2], 2, out + done + 2))
+                {
+                    s.channel = 2, done += 2;
+                    goto end;
+                }
+                if (Channels > 3 && !RarAudioRunStep(&s, &lanes[3], 3, out + done + 3))
+                {
+                    s.channel = 3, done += 3;
+                    goto end;
+                }
                 done += Channels;
             } while (count - done >= Channels);
             continue;
         }
-        if (!RarAudioRunStep<4>(s, out + done))
-            return done;
+        if (!RarAudioRunStep(&s, &lanes[s.channel], s.channel, out + done))
+            break;
         done++;
-        if (++s->channel == Channels)
-            s->channel = 0;
+        if (++s.channel == Channels)
+            s.channel = 0;
     }
+end:
+    *state = s;
     return done;
 }
 
@@ -932,17 +945,16 @@ uint32_t RarAudioSamples(AudioRunState* s, uint8_t* out, uint32_t count)
 void RarAudioRun()
 {
     RunLimits limits = RarRunLimits();
-    AudioRunState s{BitCursor(g_rar.input, g_rar.inputPos, g_rar.inputBit),
-                    {},
-                    g_rar.channelDelta,
+    AudioRunState s{BitCursor(g_rar.input, g_rar.inputPos, g_rar.inputBit), g_rar.channelDelta,
                     g_rar.currentChannel};
+    AudioLane lanes[4];
     uint32_t pos = g_rar.unpackPos & kRarWindowMask;
     int64_t left = g_rar.unpackedLeft;
     uint32_t room = limits.windowFree;
     for (uint32_t i = 0; i < 4; ++i)
     {
-        s.lanes[i].c = g_rar.audio[i];
-        RarLaneStart(&s.lanes[i]);
+        lanes[i].c = g_rar.audio[i];
+        RarLaneStart(&lanes[i]);
     }
     bool newTables = false;
     while (!newTables && left >= 0 && room >= kWindowReserve && s.in.Pos() < limits.inputStop)
@@ -957,16 +969,16 @@ void RarAudioRun()
         switch (g_rar.channels)
         {
         case 1:
-            done = RarAudioSamples<1>(&s, out, uint32_t(chunk));
+            done = RarAudioSamples<1>(&s, lanes, out, uint32_t(chunk));
             break;
         case 2:
-            done = RarAudioSamples<2>(&s, out, uint32_t(chunk));
+            done = RarAudioSamples<2>(&s, lanes, out, uint32_t(chunk));
             break;
         case 3:
-            done = RarAudioSamples<3>(&s, out, uint32_t(chunk));
+            done = RarAudioSamples<3>(&s, lanes, out, uint32_t(chunk));
             break;
         default:
-            done = RarAudioSamples<4>(&s, out, uint32_t(chunk));
+            done = RarAudioSamples<4>(&s, lanes, out, uint32_t(chunk));
             break;
         }
         newTables = done < chunk;
@@ -976,8 +988,8 @@ void RarAudioRun()
     }
     for (uint32_t i = 0; i < 4; ++i)
     {
-        RarLaneSums(&s.lanes[i]);
-        g_rar.audio[i] = s.lanes[i].c;
+        RarLaneSums(&lanes[i]);
+        g_rar.audio[i] = lanes[i].c;
     }
     g_rar.inputPos = s.in.Pos();
     g_rar.inputBit = s.in.Bit();
