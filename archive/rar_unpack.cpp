@@ -741,37 +741,95 @@ void RarLzRun()
 // sums are formed when the weights adapt (or the run ends), 32 samples at a
 // time across vector lanes. Every term is below 1280 in magnitude, so 32 of
 // them fit 16 bits. The history d1 to d4 lives in the same buffers: sample
-// i's d1 at d1[i + 1], its d2 at d2[i + 2], so that its d3 and d4 sit at
-// d2[i + 1] and d2[i], and the entries before sample 0 hold the state the
-// group started from.
+// i's d1 at d1[i + 1], its d2 at d2[i + 3], so that its d3 and d4 sit at
+// d2[i + 2] and d2[i + 1], and the entries before sample 0 hold the state
+// the group started from.
 struct AudioLane
 {
-    AudioChannel c;                // d1 to d4 are stale while samples are kept
+    AudioChannel c;                // d1 to d4, the weights and sums are stale
     uint32_t fill;                 // samples kept
+    int32_t k[5];                  // the weights
+    alignas(16) uint32_t dif[12];  // the sums before the kept samples; 11 is 0
     alignas(16) int16_t d[32];     // the error, times 8
     alignas(16) int16_t other[32]; // channelDelta of each sample
     alignas(16) int16_t d1[40];
     alignas(16) int16_t d2[40];
 };
 
-void RarLaneStart(AudioLane* l)
+void RarLaneStart(AudioLane* l, const AudioChannel& c)
 {
+    l->c = c;
     l->fill = 0;
-    l->d1[0] = int16_t(l->c.d1);
-    l->d2[0] = int16_t(l->c.d3);
-    l->d2[1] = int16_t(l->c.d2);
+    l->k[0] = c.k1;
+    l->k[1] = c.k2;
+    l->k[2] = c.k3;
+    l->k[3] = c.k4;
+    l->k[4] = c.k5;
+    memcpy(l->dif, c.dif, sizeof(c.dif));
+    l->dif[11] = 0;
+    l->d1[0] = int16_t(c.d1);
+    l->d2[0] = int16_t(c.d4);
+    l->d2[1] = int16_t(c.d3);
+    l->d2[2] = int16_t(c.d2);
 }
 
-// Brings the record's history up to date with the kept samples.
-void RarLaneSync(AudioLane* l)
+// The next group starts where the kept samples end.
+void RarLaneRestart(AudioLane* l)
 {
     uint32_t n = l->fill;
-    if (n == 0)
+    l->d1[0] = l->d1[n];
+    l->d2[0] = l->d2[n];
+    l->d2[1] = l->d2[n + 1];
+    l->d2[2] = l->d2[n + 2];
+    l->fill = 0;
+}
+
+// Adds the kept samples' terms to the sums, one at a time.
+void RarLanePartialSums(AudioLane* l)
+{
+    uint32_t* dif = l->dif;
+    for (uint32_t i = 0; i < l->fill; ++i)
+    {
+        int32_t d = l->d[i];
+        int32_t x[5] = {l->d1[i + 1], l->d2[i + 3], l->d2[i + 2], l->d2[i + 1], l->other[i]};
+        dif[0] += RarMagnitude(d);
+        for (uint32_t k = 0; k < 5; ++k)
+        {
+            dif[2 * k + 1] += RarMagnitude(d - x[k]);
+            dif[2 * k + 2] += RarMagnitude(d + x[k]);
+        }
+    }
+}
+
+// The weight step of RarAdaptWeights for the winning sum.
+void RarLaneStep(AudioLane* l, uint32_t best)
+{
+    memset(l->dif, 0, sizeof(l->dif));
+    if (best == 0)
         return;
-    l->c.d1 = l->d1[n];
-    l->c.d2 = l->d2[n + 1];
-    l->c.d3 = l->d2[n];
-    l->c.d4 = l->d2[n - 1];
+    int32_t* k = &l->k[(best - 1) / 2];
+    if (best & 1)
+        *k -= *k >= -16;
+    else
+        *k += *k < 16;
+}
+
+// The record as a whole sample by sample decoding would have left it.
+void RarLaneFinish(AudioLane* l, AudioChannel* c)
+{
+    RarLanePartialSums(l);
+    uint32_t n = l->fill;
+    *c = l->c;
+    c->d1 = l->d1[n];
+    c->d2 = l->d2[n + 2];
+    c->d3 = l->d2[n + 1];
+    c->d4 = l->d2[n];
+    c->k1 = l->k[0];
+    c->k2 = l->k[1];
+    c->k3 = l->k[2];
+    c->k4 = l->k[3];
+    c->k5 = l->k[4];
+    memcpy(c->dif, l->dif, sizeof(c->dif));
 }
 
 #ifdef __SSE2__
@@ -780,64 +838,92 @@ inline __m128i RarAbs16(__m128i v)
     return _mm_max_epi16(v, _mm_sub_epi16(_mm_setzero_si128(), v));
 }
 
-inline uint32_t RarLaneTotal(__m128i v)
+inline __m128i RarMin32(__m128i a, __m128i b)
 {
-    __m128i s = _mm_madd_epi16(v, _mm_set1_epi16(1)); // each lane is below 32768
-    s = _mm_add_epi32(s, _mm_shuffle_epi32(s, 0x4E));
-    s = _mm_add_epi32(s, _mm_shuffle_epi32(s, 0xB1));
-    return uint32_t(_mm_cvtsi128_si32(s));
+    __m128i greater = _mm_cmpgt_epi32(a, b);
+    return _mm_or_si128(_mm_and_si128(greater, b), _mm_andnot_si128(greater, a));
+}
+
+// The totals of four vectors of four lanes, in one.
+inline __m128i RarTotals4(__m128i a, __m128i b, __m128i c, __m128i d)
+{
+    __m128i ab = _mm_add_epi32(_mm_unpacklo_epi32(a, b), _mm_unpackhi_epi32(a, b));
+    __m128i cd = _mm_add_epi32(_mm_unpacklo_epi32(c, d), _mm_unpackhi_epi32(c, d));
+    return _mm_add_epi32(_mm_unpacklo_epi64(ab, cd), _mm_unpackhi_epi64(ab, cd));
+}
+
+// The sums of |d - x| and |d + x| over a group, lane by lane.
+inline void RarPairSums(const __m128i* d, const int16_t* x, __m128i* minus, __m128i* plus)
+{
+    __m128i m = _mm_setzero_si128();
+    __m128i p = _mm_setzero_si128();
+    for (uint32_t i = 0; i < 4; ++i)
+    {
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(x + 8 * i));
+        m = _mm_add_epi16(m, RarAbs16(_mm_sub_epi16(d[i], v)));
+        p = _mm_add_epi16(p, RarAbs16(_mm_add_epi16(d[i], v)));
+    }
+    *minus = m;
+    *plus = p;
+}
+
+// A whole group of 32: the sums across lanes, then the lowest of them, the
+// first on equal values. The sums stay far below 2^31, so signed compares
+// do.
+uint32_t RarLaneBestOf32(AudioLane* l)
+{
+    __m128i d[4];
+    for (uint32_t i = 0; i < 4; ++i)
+        d[i] = _mm_load_si128(reinterpret_cast<const __m128i*>(l->d + 8 * i));
+    __m128i acc[12];
+    acc[0] = _mm_add_epi16(_mm_add_epi16(RarAbs16(d[0]), RarAbs16(d[1])),
+                           _mm_add_epi16(RarAbs16(d[2]), RarAbs16(d[3])));
+    RarPairSums(d, l->d1 + 1, &acc[1], &acc[2]);
+    RarPairSums(d, l->d2 + 3, &acc[3], &acc[4]);
+    RarPairSums(d, l->d2 + 2, &acc[5], &acc[6]);
+    RarPairSums(d, l->d2 + 1, &acc[7], &acc[8]);
+    RarPairSums(d, l->other, &acc[9], &acc[10]);
+    acc[11] = _mm_setzero_si128();
+    const __m128i ones = _mm_set1_epi16(1); // each 16-bit lane is below 32768
+    for (__m128i& a : acc)
+        a = _mm_madd_epi16(a, ones);
+    const __m128i* dif = reinterpret_cast<const __m128i*>(l->dif);
+    __m128i t0 = _mm_add_epi32(_mm_load_si128(dif), RarTotals4(acc[0], acc[1], acc[2], acc[3]));
+    __m128i t1 = _mm_add_epi32(_mm_load_si128(dif + 1), RarTotals4(acc[4], acc[5], acc[6], acc[7]));
+    __m128i t2 =
+        _mm_add_epi32(_mm_load_si128(dif + 2), RarTotals4(acc[8], acc[9], acc[10], acc[11]));
+    t2 = _mm_or_si128(t2, _mm_set_epi32(0x7FFFFFFF, 0, 0, 0)); // lane 11 never wins
+    __m128i m = RarMin32(RarMin32(t0, t1), t2);
+    m = RarMin32(m, _mm_shuffle_epi32(m, 0x4E));
+    m = RarMin32(m, _mm_shuffle_epi32(m, 0xB1));
+    uint32_t mask = uint32_t(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(t0, m)))) |
+                    uint32_t(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(t1, m)))) << 4 |
+                    uint32_t(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(t2, m)))) << 8;
+    return uint32_t(__builtin_ctz(mask));
 }
 #endif
 
-// Adds the kept samples' terms to the error sums and starts over.
-void RarLaneSums(AudioLane* l)
+// At a multiple of 32 samples: the sums, their winner and its weight step.
+void RarLaneAdapt(AudioLane* l)
 {
-    RarLaneSync(l);
-    uint32_t* dif = l->c.dif;
+    uint32_t best = 0;
 #ifdef __SSE2__
     if (l->fill == 32)
-    {
-        __m128i acc[11];
-        for (__m128i& a : acc)
-            a = _mm_setzero_si128();
-        for (uint32_t i = 0; i < 32; i += 8)
-        {
-            __m128i d = _mm_load_si128(reinterpret_cast<const __m128i*>(l->d + i));
-            __m128i x[5] = {
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d1 + i + 1)),
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i + 2)),
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i + 1)),
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(l->d2 + i)),
-                _mm_load_si128(reinterpret_cast<const __m128i*>(l->other + i)),
-            };
-            acc[0] = _mm_add_epi16(acc[0], RarAbs16(d));
-            for (uint32_t k = 0; k < 5; ++k)
-            {
-                acc[2 * k + 1] = _mm_add_epi16(acc[2 * k + 1], RarAbs16(_mm_sub_epi16(d, x[k])));
-                acc[2 * k + 2] = _mm_add_epi16(acc[2 * k + 2], RarAbs16(_mm_add_epi16(d, x[k])));
-            }
-        }
-        for (uint32_t k = 0; k < 11; ++k)
-            dif[k] += RarLaneTotal(acc[k]);
-        return RarLaneStart(l);
-    }
+        best = RarLaneBestOf32(l);
+    else
 #endif
-    for (uint32_t i = 0; i < l->fill; ++i)
     {
-        int32_t d = l->d[i];
-        int32_t x[5] = {l->d1[i + 1], l->d2[i + 2], l->d2[i + 1], l->d2[i], l->other[i]};
-        dif[0] += RarMagnitude(d);
-        for (uint32_t k = 0; k < 5; ++k)
-        {
-            dif[2 * k + 1] += RarMagnitude(d - x[k]);
-            dif[2 * k + 2] += RarMagnitude(d + x[k]);
-        }
+        RarLanePartialSums(l);
+        for (uint32_t i = 1; i < 11; ++i)
+            if (l->dif[i] < l->dif[best])
+                best = i;
     }
-    RarLaneStart(l);
+    RarLaneStep(l, best);
+    RarLaneRestart(l);
 }
 
 // One sample of a run: the steps of RarAudioPredict and RarAudioUpdate,
-// with the sums left to RarLaneSums. The new channelDelta is the low byte
+// with the sums left to RarLaneAdapt. The new channelDelta is the low byte
 // of (prediction - delta - lastChar), so the masking of the prediction,
 // which changes only higher bits, stays off that chain.
 __attribute__((always_inline)) inline uint8_t RarLaneSample(AudioLane* l, int32_t* channelDelta,
@@ -847,24 +933,21 @@ __attribute__((always_inline)) inline uint8_t RarLaneSample(AudioLane* l, int32_
     uint32_t i = l->fill++;
     int32_t d1 = c->lastDelta;
     int32_t d2 = d1 - l->d1[i];
-    int32_t d3 = l->d2[i + 1];
-    int32_t d4 = l->d2[i];
+    int32_t d3 = l->d2[i + 2];
+    int32_t d4 = l->d2[i + 1];
     l->d1[i + 1] = int16_t(d1);
-    l->d2[i + 2] = int16_t(d2);
+    l->d2[i + 3] = int16_t(d2);
     int32_t other = *channelDelta;
     l->other[i] = int16_t(other);
     l->d[i] = int16_t(RarSignedByte(int32_t(delta)) * 8);
     int32_t lastChar = c->lastChar;
-    int32_t partial = 8 * lastChar + c->k1 * d1 + c->k2 * d2 + c->k3 * d3 + c->k4 * d4;
-    int32_t predicted = (partial + c->k5 * other) >> 3;
+    int32_t partial = 8 * lastChar + l->k[0] * d1 + l->k[1] * d2 + l->k[2] * d3 + l->k[3] * d4;
+    int32_t predicted = (partial + l->k[4] * other) >> 3;
     c->lastDelta = *channelDelta = int8_t(uint8_t(predicted - int32_t(delta) - lastChar));
     int32_t sample = (predicted & 0xFF) - int32_t(delta);
     c->lastChar = sample;
     if (__builtin_expect((++c->byteCount & 31) == 0, 0))
-    {
-        RarLaneSums(l);
-        RarAdaptWeights(c);
-    }
+        RarLaneAdapt(l);
     return uint8_t(sample);
 }
 
@@ -953,8 +1036,7 @@ void RarAudioRun()
     uint32_t room = limits.windowFree;
     for (uint32_t i = 0; i < 4; ++i)
     {
-        lanes[i].c = g_rar.audio[i];
-        RarLaneStart(&lanes[i]);
+        RarLaneStart(&lanes[i], g_rar.audio[i]);
     }
     bool newTables = false;
     while (!newTables && left >= 0 && room >= kWindowReserve && s.in.Pos() < limits.inputStop)
@@ -988,8 +1070,7 @@ void RarAudioRun()
     }
     for (uint32_t i = 0; i < 4; ++i)
     {
-        RarLaneSums(&lanes[i]);
-        g_rar.audio[i] = lanes[i].c;
+        RarLaneFinish(&lanes[i], &g_rar.audio[i]);
     }
     g_rar.inputPos = s.in.Pos();
     g_rar.inputBit = s.in.Bit();
