@@ -520,3 +520,78 @@ TEST(ArchiveStream, LongestDistancesAfterAWrap)
     }
     g_rarPlainDecoding = false;
 }
+
+// Long audio streams, long enough to cross many input refills and weight
+// adaptations: channel counts change inside an entry and across a solid
+// boundary, samples run in stretches of silence (every error sum equal),
+// small errors, noise, and signals that hold weights at their bounds. Decoded fast and plain, both
+// against the sample-by-sample predictor.
+TEST(ArchiveStream, LongAudioStreamsFastAndPlain)
+{
+    struct Piece
+    {
+        uint32_t channels;
+        uint32_t samples;
+    };
+    const std::vector<std::vector<Piece>> entries = {{{3, 30001}, {2, 7777}},
+                                                     {{2, 5000}, {4, 20003}, {1, 3001}}};
+    std::mt19937 rng(29);
+    AudioChannel channels[4] = {};
+    int32_t channelDelta = 0;
+    uint32_t current = 0;
+    std::vector<Bytes> expected;
+    std::vector<RarFileBlock> blocks;
+    for (size_t e = 0; e < entries.size(); ++e)
+    {
+        Stream s;
+        Bytes out;
+        for (size_t p = 0; p < entries[e].size(); ++p)
+        {
+            const Piece& piece = entries[e][p];
+            if (e == 0 && p == 0)
+                s.FlatAudioTables(piece.channels);
+            else if (p > 0)
+            {
+                s.bits.Put(256, kAudio);
+                s.FlatAudioTables(piece.channels);
+            }
+            if (current >= piece.channels)
+                current = 0;
+            for (uint32_t i = 0; i < piece.samples; ++i)
+            {
+                AudioChannel* c = &channels[current];
+                int32_t predicted = RarAudioPredict(c, channelDelta);
+                // The square wave and the echo of the last delta drive the
+                // weights to their upper and lower bounds.
+                uint32_t phase = (i / 4000) % 5;
+                uint32_t square = (i / (16 * piece.channels)) % 2 ? 40 : 216;
+                uint32_t echo = uint32_t(c->d1 / 4 + int32_t(rng() % 3) - 1) & 255;
+                uint32_t symbol = phase == 0   ? 0
+                                  : phase == 1 ? (rng() % 7 + 253) & 255
+                                  : phase == 2 ? rng() % 256
+                                  : phase == 3 ? square
+                                               : echo;
+                s.bits.Put(symbol, kAudio);
+                out.push_back(RarAudioUpdate(c, &channelDelta, predicted, symbol));
+                if (++current == piece.channels)
+                    current = 0;
+            }
+        }
+        std::string name(1, char('a' + e));
+        blocks.push_back(Block(name, s.Finish(), out, uint16_t(0x8000 | (e ? 0x10 : 0))));
+        expected.push_back(out);
+    }
+    Bytes archive = Archive(true, blocks);
+    for (bool plain : {false, true})
+    {
+        g_rarPlainDecoding = plain;
+        for (size_t e = 0; e < entries.size(); ++e)
+        {
+            Bytes out;
+            std::string name(1, char('a' + e));
+            EXPECT_TRUE(Extract(archive, name.c_str(), &out));
+            EXPECT_TRUE(out == expected[e]) << name << (plain ? " plain" : " fast");
+        }
+    }
+    g_rarPlainDecoding = false;
+}
