@@ -748,9 +748,10 @@ struct AudioLane
 {
     AudioChannel c;                // d1 to d4, the weights and sums are stale
     uint32_t fill;                 // samples kept
+    uint32_t limit;                // samples the group takes, to a multiple of 32
     int32_t k[5];                  // the weights
     alignas(16) uint32_t dif[12];  // the sums before the kept samples; 11 is 0
-    alignas(16) int16_t d[32];     // the error, times 8
+    alignas(16) int8_t delta[32];  // the symbols
     alignas(16) int16_t other[32]; // channelDelta of each sample
     alignas(16) int16_t d1[40];
     alignas(16) int16_t d2[40];
@@ -760,6 +761,7 @@ void RarLaneStart(AudioLane* l, const AudioChannel& c)
 {
     l->c = c;
     l->fill = 0;
+    l->limit = 32 - (c.byteCount & 31);
     l->k[0] = c.k1;
     l->k[1] = c.k2;
     l->k[2] = c.k3;
@@ -781,7 +783,9 @@ void RarLaneRestart(AudioLane* l)
     l->d2[0] = l->d2[n];
     l->d2[1] = l->d2[n + 1];
     l->d2[2] = l->d2[n + 2];
+    l->c.byteCount += n;
     l->fill = 0;
+    l->limit = 32;
 }
 
 // Adds the kept samples' terms to the sums, one at a time.
@@ -790,7 +794,7 @@ void RarLanePartialSums(AudioLane* l)
     uint32_t* dif = l->dif;
     for (uint32_t i = 0; i < l->fill; ++i)
     {
-        int32_t d = l->d[i];
+        int32_t d = l->delta[i] * 8;
         int32_t x[5] = {l->d1[i + 1], l->d2[i + 3], l->d2[i + 2], l->d2[i + 1], l->other[i]};
         dif[0] += RarMagnitude(d);
         for (uint32_t k = 0; k < 5; ++k)
@@ -820,6 +824,7 @@ void RarLaneFinish(AudioLane* l, AudioChannel* c)
     RarLanePartialSums(l);
     uint32_t n = l->fill;
     *c = l->c;
+    c->byteCount += n;
     c->d1 = l->d1[n];
     c->d2 = l->d2[n + 2];
     c->d3 = l->d2[n + 1];
@@ -872,9 +877,15 @@ inline void RarPairSums(const __m128i* d, const int16_t* x, __m128i* minus, __m1
 // do.
 uint32_t RarLaneBestOf32(AudioLane* l)
 {
+    // The symbols as signed bytes times 8: each in the high byte of a lane,
+    // shifted down by 5.
     __m128i d[4];
-    for (uint32_t i = 0; i < 4; ++i)
-        d[i] = _mm_load_si128(reinterpret_cast<const __m128i*>(l->d + 8 * i));
+    for (uint32_t i = 0; i < 2; ++i)
+    {
+        __m128i v = _mm_load_si128(reinterpret_cast<const __m128i*>(l->delta + 16 * i));
+        d[2 * i] = _mm_srai_epi16(_mm_unpacklo_epi8(_mm_setzero_si128(), v), 5);
+        d[2 * i + 1] = _mm_srai_epi16(_mm_unpackhi_epi8(_mm_setzero_si128(), v), 5);
+    }
     __m128i acc[12];
     acc[0] = _mm_add_epi16(_mm_add_epi16(RarAbs16(d[0]), RarAbs16(d[1])),
                            _mm_add_epi16(RarAbs16(d[2]), RarAbs16(d[3])));
@@ -939,14 +950,14 @@ __attribute__((always_inline)) inline uint8_t RarLaneSample(AudioLane* l, int32_
     l->d2[i + 3] = int16_t(d2);
     int32_t other = *channelDelta;
     l->other[i] = int16_t(other);
-    l->d[i] = int16_t(RarSignedByte(int32_t(delta)) * 8);
+    l->delta[i] = int8_t(uint8_t(delta));
     int32_t lastChar = c->lastChar;
     int32_t partial = 8 * lastChar + l->k[0] * d1 + l->k[1] * d2 + l->k[2] * d3 + l->k[3] * d4;
     int32_t predicted = (partial + l->k[4] * other) >> 3;
     c->lastDelta = *channelDelta = int8_t(uint8_t(predicted - int32_t(delta) - lastChar));
     int32_t sample = (predicted & 0xFF) - int32_t(delta);
     c->lastChar = sample;
-    if (__builtin_expect((++c->byteCount & 31) == 0, 0))
+    if (__builtin_expect(l->fill == l->limit, 0))
         RarLaneAdapt(l);
     return uint8_t(sample);
 }
