@@ -971,10 +971,12 @@ struct AudioRunState
 };
 
 // One sample of channel `k`, or false at a table switch.
+template <bool Fill = true>
 __attribute__((always_inline)) inline bool RarAudioRunStep(AudioRunState* s, AudioLane* lane,
                                                            uint32_t k, uint8_t* out)
 {
-    s->in.Fill();
+    if (Fill)
+        s->in.Fill();
     uint32_t symbol = s->in.DecodeFilled(&g_rar.audioDecoder[k]);
     if (symbol == kAudioNewTables)
         return false;
@@ -982,6 +984,10 @@ __attribute__((always_inline)) inline bool RarAudioRunStep(AudioRunState* s, Aud
     return true;
 }
 
+// A fill leaves at least 56 bits and a symbol takes at most 15, so a round
+// fills before its first and fourth symbols only: the third still finds
+// the 16 bits a lookup reads.
+//
 // Up to `count` samples to `out` for `Channels` channels; whole rounds of
 // the channels go with the channel known to the compiler. Returns the
 // samples made; fewer than `count` at a table switch, with the channel at
@@ -1000,12 +1006,12 @@ uint32_t RarAudioSamples(AudioRunState* state, AudioLane* lanes, uint8_t* out, u
             {
                 if (!RarAudioRunStep(&s, &lanes[0], 0, out + done))
                     goto end;
-                if (Channels > 1 && !RarAudioRunStep(&s, &lanes[1], 1, out + done + 1))
+                if (Channels > 1 && !RarAudioRunStep<false>(&s, &lanes[1], 1, out + done + 1))
                 {
                     s.channel = 1, done += 1;
                     goto end;
                 }
-                if (Channels > 2 && !RarAudioRunStep(&s, &lanes[2], 2, out + done + 2))
+                if (Channels > 2 && !RarAudioRunStep<false>(&s, &lanes[2], 2, out + done + 2))
                 {
                     s.channel = 2, done += 2;
                     goto end;
