@@ -39,8 +39,22 @@ Engine::Engine()
 
 Engine::~Engine()
 {
-    // The registries, the console's saved text, the font and the pool join
-    // this teardown with the subsystems that own them.
+    // A subclass has deleted what it owns by now; the resources go next,
+    // and the console reports them and saves its text before it goes.
+    int32_t shadersDeleted = DeleteAllShaders();
+    if (console)
+        console->Printf("> %d shaders have been deleted", shadersDeleted);
+    int32_t texturesDeleted = DeleteAllTextures();
+    if (console)
+        console->Printf("> %d textures have been deleted", texturesDeleted);
+    int32_t programsDeleted = DeleteAllVertexPrograms();
+    if (console)
+    {
+        console->Printf("> %d vertex program have been deleted", programsDeleted);
+        console->SaveLog("console.log");
+    }
+    // The font and the vertex pool are deleted here, before the console,
+    // once their subsystems exist.
     delete console;
     console = nullptr;
 }

@@ -15,6 +15,7 @@
 #include <cstdint>
 
 #include "app/ini_file.h"
+#include "app/math.h"
 #include "engine/timer.h"
 
 class Console;
@@ -23,6 +24,9 @@ class VertexArrayPool;
 class Texture;
 class Shader;
 class VertexProgram;
+// The registries' doubly linked lists and their nodes.
+class ResourceList;
+class ResourceListNode;
 
 class Engine
 {
@@ -45,6 +49,40 @@ public:
     virtual bool ExtensionSupported(const char* name);
     virtual int32_t GetFps();
     virtual void EndFrame();
+
+    // The resource registries: each resource exists once, asked for by
+    // name. Implemented with the resources subsystem.
+    virtual void SetTexture(Texture* texture);
+    virtual void DeleteTexture(Texture* texture);
+    virtual void DeleteTextureByName(const char* name);
+    virtual int32_t DeleteAllTextures();
+    virtual void RemoveTextureByName(const char* name);
+    virtual Texture* AddTexture(const char* name, GLenum wrapS, GLenum wrapT, GLenum magFilter,
+                                GLenum minFilter);
+    virtual Texture* FindTexture(const char* name);
+    virtual int32_t ListTextures();
+    virtual int32_t ReloadTextures();
+    virtual Shader* AddShader(const char* name);
+    virtual void DeleteShaderByName(const char* name);
+    virtual int32_t DeleteAllShaders();
+    virtual void RemoveShaderByName(const char* name);
+    virtual Shader* FindShader(const char* name);
+    virtual void SetShader(Shader* shader);
+    virtual int32_t ListShaders();
+    virtual int32_t ReloadShaders();
+    virtual void UpdateShaders();
+    virtual VertexProgram* AddVertexProgram(const char* name);
+    virtual void DeleteVertexProgramByName(const char* name);
+    virtual int32_t DeleteAllVertexPrograms();
+    virtual VertexProgram* FindVertexProgram(const char* name);
+    virtual void SetVertexProgram(VertexProgram* program);
+    virtual int32_t ListVertexPrograms();
+    virtual int32_t ReloadVertexPrograms();
+
+    // Debug drawing of segments in the scene, in the current colour.
+    virtual void DrawLine(const Vec4& from, const Vec4& to);
+    virtual void DrawTriangle(const Vec4 corners[3]);
+    virtual void DrawRay(const Vec4 ray[2]);
 
     VertexArrayPool* vertexPool = nullptr;
     Console* console = nullptr;
@@ -123,6 +161,14 @@ public:
     GLenum activeTextureUnit = 0x84C0; // GL_TEXTURE0_ARB
     GLenum cachedFrontFace = GL_CCW;
     int32_t maxTextureUnits = 1;
+
+    // The three registries, each with the one list position its walks use.
+    ResourceList* textures = nullptr;
+    ResourceListNode* textureCursor = nullptr;
+    ResourceList* shaders = nullptr;
+    ResourceListNode* shaderCursor = nullptr;
+    ResourceList* vertexPrograms = nullptr;
+    ResourceListNode* vertexProgramCursor = nullptr;
 
 protected:
     // The probes of Init, in their order; each sets its flag.

@@ -6,6 +6,7 @@
 
 #include <GL/gl.h>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <regex>
 #include <set>
@@ -22,13 +23,15 @@
 #include "engine/hatching_demo.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
+#include "support/gl_context.h"
+#include "support/message_box_capture.h"
 
 namespace
 {
 
-using apptest::BoxRecorder;
 using apptest::ReadText;
 using apptest::TempDir;
+using testsupport::MessageBoxCapture;
 
 std::vector<std::string> ConsoleLines(const Console* console)
 {
@@ -46,21 +49,24 @@ protected:
     static void SetUpTestSuite()
     {
         dir = new TempDir;
-        created = g_window->Create("Engine test", 128, 96, 32, 8, 24, 1);
+        context = new testsupport::GlContext(128, 96);
     }
     static void TearDownTestSuite()
     {
-        g_window->Destroy();
+        delete context;
         delete dir;
         UseSystemCounter();
     }
-    void SetUp() override { ASSERT_TRUE(created) << "no GL context on the offscreen driver"; }
+    void SetUp() override
+    {
+        ASSERT_TRUE(context->created) << "no GL context on the offscreen driver";
+    }
 
     static TempDir* dir;
-    static bool created;
+    static testsupport::GlContext* context;
 };
 TempDir* EngineGl::dir = nullptr;
-bool EngineGl::created = false;
+testsupport::GlContext* EngineGl::context = nullptr;
 
 // Counts the ticks of each frame.
 class CountingEngine : public Engine
@@ -209,7 +215,7 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
         words.insert(w);
     auto has = [&](const char* name) { return words.count(name) > 0; };
 
-    BoxRecorder boxes;
+    MessageBoxCapture boxes;
     std::string before = ReadText(dir->path + "/tessimo2.log");
     Engine engine;
     ASSERT_TRUE(engine.Init());
@@ -303,7 +309,7 @@ public:
 
 TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
 {
-    BoxRecorder boxes;
+    MessageBoxCapture boxes;
     std::string log = dir->path + "/tessimo2.log";
     std::string before = ReadText(log);
     // Only the second vertex array range: the first is not found by prefix.
@@ -437,6 +443,84 @@ TEST_F(EngineGl, DemoDrawsOnWhitePaperAndStopsOnEscape)
     EXPECT_EQ(demo.renderSeconds, before); // no EndFrame on that frame
     g_input->keys[VK_ESCAPE] = 0;
     g_engine = nullptr;
+}
+
+// Teardown reports the three registries in the console and saves its text
+// to console.log in the current directory, the probe lines before them.
+TEST_F(EngineGl, TeardownReportsAndSavesTheConsole)
+{
+    std::string saved = dir->path + "/console.log";
+    std::remove(saved.c_str());
+    {
+        Engine engine;
+        ASSERT_TRUE(engine.Init());
+        engine.console->Printf("> last line of the run");
+    }
+    std::string text = ReadText(saved);
+    EXPECT_EQ(text.find("> multitexturing supported\n"), 0u);
+    const std::string tail = "> last line of the run\n"
+                             "> 0 shaders have been deleted\n"
+                             "> 0 textures have been deleted\n"
+                             "> 0 vertex program have been deleted\n";
+    ASSERT_GE(text.size(), tail.size());
+    EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
+    std::remove(saved.c_str());
+}
+
+// The shared buffer: a null format leaves it alone, long results are cut
+// to 255 characters, each call overwrites the last.
+TEST_F(EngineGl, FormatStringSharesOneBoundedBuffer)
+{
+    const char* first = FormatString("%s-%d", "tick", 60);
+    EXPECT_STREQ(first, "tick-60");
+    EXPECT_EQ(FormatString(nullptr), nullptr);
+    EXPECT_STREQ(first, "tick-60");
+    std::string longText(600, 'x');
+    const char* second = FormatString("%s", longText.c_str());
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(std::strlen(second), 255u);
+}
+
+// Debug lines go through the cache: unit 0, lighting and texturing off,
+// culling off for a line, and no shader current afterwards.
+TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
+{
+    Engine engine;
+    ASSERT_TRUE(engine.Init());
+    glEnable(GL_LIGHTING);
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_CULL_FACE);
+    engine.cullFaceEnabled = 1;
+    glActiveTextureARB(GL_TEXTURE1_ARB);
+    engine.activeTextureUnit = GL_TEXTURE1_ARB;
+
+    SetPerspective(128, 96, 0.1f, 1000.0f);
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glColor3f(1, 1, 1);
+    Vec4 ray[2] = {Vec4(-1, 0, -5), Vec4(0, 0, 0)};
+    engine.DrawRay(ray);
+    EXPECT_EQ(engine.activeTextureUnit, static_cast<GLenum>(GL_TEXTURE0_ARB));
+    GLint active = 0;
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &active);
+    EXPECT_EQ(active, GL_TEXTURE0_ARB);
+    EXPECT_FALSE(glIsEnabled(GL_LIGHTING));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_TRUE(glIsEnabled(GL_CULL_FACE)); // only DrawLine turns it off
+    EXPECT_EQ(engine.currentShader, nullptr);
+
+    // A horizontal line across the middle of the view is read back white.
+    engine.DrawLine(Vec4(-10, 0, -5), Vec4(10, 0, -5));
+    EXPECT_FALSE(glIsEnabled(GL_CULL_FACE));
+    EXPECT_EQ(engine.cullFaceEnabled, 0);
+    std::vector<GLubyte> column(96 * 4);
+    glReadPixels(64, 0, 1, 96, GL_RGBA, GL_UNSIGNED_BYTE, column.data());
+    int lit = 0;
+    for (int y = 0; y < 96; ++y)
+        lit += column[y * 4] == 255;
+    EXPECT_GE(lit, 1);
+    EXPECT_LE(lit, 2);
+    glClearColor(0.5f, 0, 0, 0);
 }
 
 } // namespace

@@ -1,0 +1,31 @@
+// A real GL context for gl tests: the engine's own Window on SDL's
+// offscreen driver (ctest sets SDL_VIDEODRIVER=offscreen for the gl label).
+// The window lives from construction to destruction; the log it writes goes
+// to the current directory.
+#pragma once
+
+#include "app/window.h"
+
+namespace testsupport
+{
+
+class GlContext
+{
+public:
+    explicit GlContext(int width = 128, int height = 96)
+    {
+        // 32 colour bits, an 8-bit stencil and a 24-bit depth buffer, windowed.
+        created = g_window->Create("Tessimo test", width, height, 32, 8, 24, 1);
+    }
+    ~GlContext()
+    {
+        if (created)
+            g_window->Destroy();
+    }
+    GlContext(const GlContext&) = delete;
+    GlContext& operator=(const GlContext&) = delete;
+
+    bool created = false;
+};
+
+} // namespace testsupport
