@@ -68,12 +68,23 @@ protected:
 TempDir* EngineGl::dir = nullptr;
 testsupport::GlContext* EngineGl::context = nullptr;
 
-// Counts the ticks of each frame.
+// Counts the ticks of each frame; a tick may take time on the manual
+// counter, `tickCounts` counts each.
 class CountingEngine : public Engine
 {
 public:
-    void Update() override { ++updates; }
+    void Update() override
+    {
+        ++updates;
+        if (clock)
+        {
+            *clock += tickCounts;
+            SetManualCounter(*clock);
+        }
+    }
     int updates = 0;
+    int64_t* clock = nullptr;
+    int64_t tickCounts = 0;
 };
 
 // Frequency of the manual counter: 1200 counts a second, so 1/120 s is a
@@ -155,24 +166,39 @@ TEST_F(EngineGl, PolygonCountAndPercentagesComeFromTheFrame)
     engine.stepTimer.Reset();
     engine.statsTimer.Reset();
     FrameAfter(engine, now, 0);
-    engine.polygonCount = 1234;
-    // Half of each 1/10 s frame is spent drawing: Frame's last reading to
-    // EndFrame's. Ten frames bring the second's sum to 1.0 but not past it,
-    // so the eleventh publishes.
-    for (int i = 0; i < 11; ++i)
+    // Each tick takes 2 counts (1/600 s); half of the rest of each 1/10 s
+    // frame is spent drawing, Frame's last reading to EndFrame's.
+    engine.clock = &now;
+    engine.tickCounts = 2;
+    int ticksBefore = 0; // ticks of the frames before the publishing one
+    int publishedAt = -1;
+    for (int i = 0; i < 12 && publishedAt < 0; ++i)
     {
+        engine.polygonCount = 1234;
+        engine.updates = 0;
         now += kFrequency / 20;
         SetManualCounter(now);
         engine.Frame();
         EXPECT_EQ(engine.polygonCount, 0);
+        if (engine.GetFps() != 1)
+            publishedAt = i;
+        else
+            ticksBefore += engine.updates;
         now += kFrequency / 20;
         SetManualCounter(now);
         engine.EndFrame();
     }
-    EXPECT_EQ(engine.GetFps(), 11);
-    EXPECT_GE(engine.renderPercent, 49);
-    EXPECT_LE(engine.renderPercent, 50);
-    EXPECT_EQ(engine.updatePercent, 0);
+    // The second's sum passes 1.0 strictly within the eleventh frame at
+    // the latest (ticks lengthen the frames), and that frame publishes the
+    // frames before it plus itself.
+    ASSERT_GE(publishedAt, 9);
+    EXPECT_EQ(engine.GetFps(), publishedAt + 1);
+    EXPECT_GE(ticksBefore, 6 * publishedAt);
+    int updatePercent = ticksBefore * 2 * 100 / kFrequency;
+    EXPECT_GE(engine.updatePercent, updatePercent - 1);
+    EXPECT_LE(engine.updatePercent, updatePercent);
+    EXPECT_GE(engine.renderPercent, publishedAt * 5 - 1);
+    EXPECT_LE(engine.renderPercent, publishedAt * 5);
     UseSystemCounter();
 }
 
@@ -261,6 +287,13 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
     EXPECT_NE(ep_glProgramStringARB, nullptr);
     EXPECT_NE(ep_glMultTransposeMatrixfARB, nullptr);
     EXPECT_EQ(EntryPointCount(), 91);
+    const EntryPointGroup groups[7] = {kGroupMultitexture,     kGroupCompiledVertexArray,
+                                       kGroupVertexArrayRange, kGroupRegisterCombiners,
+                                       kGroupTransposeMatrix,  kGroupVertexProgram,
+                                       kGroupTexture3D};
+    const int groupSizes[7] = {3, 2, 4, 13, 4, 62, 3};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(EntryPointCount(groups[i]), groupSizes[i]) << "group " << i;
 
     std::vector<std::string> expected;
     if (engine.hasMultitexture)
