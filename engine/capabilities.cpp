@@ -117,9 +117,10 @@ bool Engine::ExtensionSupported(const char* name)
 
 bool Engine::Init()
 {
-    // The screen font (with its shader "Font") and the vertex memory pool
-    // are made here too once their subsystems exist; the console comes
-    // first so that the probes have somewhere to report.
+    // The screen font (with its shader "Font") comes first and the vertex
+    // memory pool after the probes, once their subsystems exist, and the
+    // console publishes r_drawnormals once it has variables. The console
+    // is made before the probes so that they have somewhere to report.
     console = new Console(font, g_window ? g_window->width : 0, g_window ? g_window->height : 0,
                           1024, 256, 12);
     ProbeCapabilities();

@@ -155,6 +155,9 @@ TEST_F(EngineGl, FrameDriverRunsFixedTicksFromTheCounter)
     // runs no tick at all.
     EXPECT_EQ(FrameAfter(engine, now, kFrequency), 0);
     EXPECT_EQ(FrameAfter(engine, now, 5 * kFrequency), 0);
+    // From an empty backlog, a frame of exactly one second: 1.0 is clamped
+    // too, so no frame ever runs 60 ticks.
+    EXPECT_EQ(FrameAfter(engine, now, kFrequency), 0);
     UseSystemCounter();
 }
 
@@ -393,6 +396,18 @@ TEST_F(EngineGl, InitGLLogsTheDriverAndSetsTheDefaults)
 {
     std::string log = dir->path + "/tessimo2.log";
     std::string before = ReadText(log);
+    // Move every state InitGL sets away from its value first, as a context
+    // used for a while would have it.
+    glClearColor(0, 1, 1, 1);
+    glClearDepth(0.25);
+    glClearStencil(3);
+    glDisable(GL_DEPTH_TEST);
+    glDepthFunc(GL_ALWAYS);
+    glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_FASTEST);
+    glDisable(GL_TEXTURE_2D);
+    glShadeModel(GL_FLAT);
+    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 1);
+    glDisable(GL_LIGHTING);
     EXPECT_TRUE(InitGL());
     auto str = [](GLenum e) { return std::string(reinterpret_cast<const char*>(glGetString(e))); };
     EXPECT_EQ(ReadText(log), before + "- init openGL engine :\n    + vendor   : " + str(GL_VENDOR) +
@@ -403,6 +418,18 @@ TEST_F(EngineGl, InitGLLogsTheDriverAndSetsTheDefaults)
     glGetFloatv(GL_COLOR_CLEAR_VALUE, clear);
     EXPECT_FLOAT_EQ(clear[0], 0.5f);
     EXPECT_FLOAT_EQ(clear[1], 0);
+    EXPECT_FLOAT_EQ(clear[2], 0);
+    EXPECT_FLOAT_EQ(clear[3], 0);
+    GLfloat depthClear = 0;
+    glGetFloatv(GL_DEPTH_CLEAR_VALUE, &depthClear);
+    EXPECT_FLOAT_EQ(depthClear, 1.0f);
+    GLint stencilClear = -1, hint = 0, twoSide = -1;
+    glGetIntegerv(GL_STENCIL_CLEAR_VALUE, &stencilClear);
+    glGetIntegerv(GL_PERSPECTIVE_CORRECTION_HINT, &hint);
+    glGetIntegerv(GL_LIGHT_MODEL_TWO_SIDE, &twoSide);
+    EXPECT_EQ(stencilClear, 0);
+    EXPECT_EQ(hint, GL_NICEST);
+    EXPECT_EQ(twoSide, 0);
     EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST));
     EXPECT_TRUE(glIsEnabled(GL_LIGHTING));
     EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
