@@ -186,13 +186,20 @@ TEST(ArchiveRoundTrip, FastPathsAgreeWithPlainDecoding)
         }
     Bytes check = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
     EXPECT_EQ(RarCrc32(0, check.data(), check.size()), 0xCBF43926u);
-    Bytes random = RandomBytes(1000, 8);
-    for (size_t n = 0; n < 40; ++n)
+    // Every length around the 16- and 64-byte folds, from odd starts, and
+    // a CRC carried from one piece into the next.
+    Bytes random = RandomBytes(4096, 8);
+    for (size_t n = 0; n < 300; ++n)
     {
-        uint32_t fast = RarCrc32(0, random.data() + n, random.size() - 2 * n);
+        size_t start = n % 13;
+        size_t size = n < 200 ? n : random.size() - 7 * n;
+        uint32_t fast = RarCrc32(0, random.data() + start, size);
+        uint32_t carried = RarCrc32(RarCrc32(0, random.data() + start, size / 3),
+                                    random.data() + start + size / 3, size - size / 3);
         g_rarPlainDecoding = true;
-        EXPECT_EQ(RarCrc32(0, random.data() + n, random.size() - 2 * n), fast);
+        EXPECT_EQ(RarCrc32(0, random.data() + start, size), fast) << size;
         g_rarPlainDecoding = false;
+        EXPECT_EQ(carried, fast) << size;
     }
 }
 
