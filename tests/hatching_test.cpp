@@ -3,11 +3,13 @@
 // the two forms of the generation, the slices of the volume, and the
 // digests of tessimo-tam against the library's own bytes.
 #include <gtest/gtest.h>
+#include <png.h>
 
 #include <GL/gl.h>
 
 #include <cstdio>
 #include <cstring>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <tuple>
@@ -487,3 +489,86 @@ TEST(TamTool, DigestsAreThoseOfTheLibrarysBytes)
 }
 
 } // namespace
+
+namespace
+{
+
+// An 8-bit RGB picture read back with libpng; empty when it isn't one.
+struct Picture
+{
+    uint32_t width = 0, height = 0;
+    std::vector<uint8_t> rgb;
+};
+
+Picture ReadPng(const std::string& path)
+{
+    Picture p;
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&image, path.c_str()))
+        return p;
+    image.format = PNG_FORMAT_RGB;
+    p.rgb.resize(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, p.rgb.data(), 0, nullptr))
+        return Picture();
+    p.width = image.width;
+    p.height = image.height;
+    return p;
+}
+
+void CollectLayer(uint32_t tone, const ProceduralTexture& layer, void* user)
+{
+    auto* layers = static_cast<std::vector<std::vector<std::vector<uint8_t>>>*>(user);
+    for (uint32_t m = 0; m < layer.levelCount; ++m)
+        (*layers)[tone].emplace_back(layer.levels[m], layer.levels[m] + layer.LevelBytes(m));
+}
+
+} // namespace
+
+// The pictures show the generated layers as they are: every tone of level 0,
+// the contact sheet from the lightest tone (the last) to the darkest, and each
+// level of the chosen tone.
+TEST(TamTool, PicturesShowTheGeneratedLayers)
+{
+    constexpr uint32_t kSize = 32, kLayers = 20, kTone = 7;
+    std::vector<std::vector<std::vector<uint8_t>>> layers(kLayers);
+    ArtMapVolume v;
+    GenerateArtMapVolume(kSize, kLayers, 5, 0, ArtMapForm::Quick, &v, CollectLayer, &layers);
+
+    char dir[] = "/tmp/tam_png_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    std::string tool = std::string(getenv("TESSIMO_BINARY_DIR")) + "/tools/tessimo-tam/tessimo-tam";
+    ASSERT_EQ(system((tool + " --size 32 --layers 20 --tone 7 --png " + dir).c_str()), 0);
+
+    char name[64];
+    for (uint32_t t = 0; t < kLayers; ++t)
+    {
+        snprintf(name, sizeof name, "/tone_%03u.png", t);
+        Picture p = ReadPng(dir + std::string(name));
+        EXPECT_EQ(p.width, kSize);
+        EXPECT_EQ(p.rgb, layers[t][0]) << name;
+    }
+    for (uint32_t m = 0; m < layers[kTone].size(); ++m)
+    {
+        snprintf(name, sizeof name, "/tone_%03u_level_%u.png", kTone, m);
+        Picture p = ReadPng(dir + std::string(name));
+        EXPECT_EQ(p.width, kSize >> m);
+        EXPECT_EQ(p.rgb, layers[kTone][m]) << name;
+    }
+    // 16 tiles a row: the second row holds the four darkest tones, then paper.
+    Picture sheet = ReadPng(dir + std::string("/contact_sheet.png"));
+    ASSERT_EQ(sheet.width, 16 * kSize);
+    ASSERT_EQ(sheet.height, 2 * kSize);
+    for (uint32_t k : {0u, 15u, 16u, 19u, 20u})
+        for (uint32_t y = 0; y < kSize; ++y)
+        {
+            const uint8_t* row =
+                &sheet.rgb[((k / 16 * kSize + y) * sheet.width + k % 16 * kSize) * 3];
+            std::vector<uint8_t> want(kSize * 3, 255);
+            if (k < kLayers)
+                want.assign(&layers[kLayers - 1 - k][0][y * kSize * 3],
+                            &layers[kLayers - 1 - k][0][(y + 1) * kSize * 3]);
+            ASSERT_EQ(std::vector<uint8_t>(row, row + kSize * 3), want) << k << " " << y;
+        }
+    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
+}
