@@ -131,21 +131,26 @@ inline uint32_t RarGetBits(uint32_t n)
     return v;
 }
 
-// One symbol: by lookup where the code is short, by the plain search
-// otherwise, or always by the search when the plain decoder is asked for.
+// The code at the top of the 16 `bits`: by lookup where it is short, by
+// the plain search otherwise.
+inline uint32_t RarQuickCode(const HuffmanDecoder* decoder, uint32_t bits, uint32_t* length)
+{
+    uint32_t entry = decoder->quick[bits >> (16 - kRarQuickBits)];
+    if (__builtin_expect(entry == 0, 0))
+        return RarLookupCode(decoder, bits, length);
+    *length = entry & 15;
+    return entry >> 4;
+}
+
+// One symbol; always by the search when the plain decoder is asked for.
 inline uint32_t RarDecode(const HuffmanDecoder* decoder)
 {
     uint32_t bits = RarPeekBits();
-    uint32_t entry = g_rarPlainDecoding ? 0 : decoder->quick[bits >> (16 - kRarQuickBits)];
-    if (entry == 0)
-    {
-        uint32_t length;
-        uint32_t symbol = RarLookupCode(decoder, bits, &length);
-        RarSkipBits(length);
-        return symbol;
-    }
-    RarSkipBits(entry & 15);
-    return entry >> 4;
+    uint32_t length;
+    uint32_t symbol = g_rarPlainDecoding ? RarLookupCode(decoder, bits, &length)
+                                         : RarQuickCode(decoder, bits, &length);
+    RarSkipBits(length);
+    return symbol;
 }
 
 } // namespace
@@ -590,32 +595,15 @@ struct BitCursor
     // A symbol with at least 16 bits ready.
     uint32_t DecodeFilled(const HuffmanDecoder* decoder)
     {
-        uint32_t peek = Peek();
-        uint32_t entry = decoder->quick[peek >> (16 - kRarQuickBits)];
-        if (__builtin_expect(entry == 0, 0))
-        {
-            uint32_t length;
-            uint32_t symbol = RarLookupCode(decoder, peek, &length);
-            Skip(length);
-            return symbol;
-        }
-        Skip(entry & 15);
-        return entry >> 4;
+        uint32_t length;
+        uint32_t symbol = RarQuickCode(decoder, Peek(), &length);
+        Skip(length);
+        return symbol;
     }
     uint32_t Decode(const HuffmanDecoder* decoder)
     {
         Refill();
-        uint32_t peek = Peek();
-        uint32_t entry = decoder->quick[peek >> (16 - kRarQuickBits)];
-        if (entry == 0)
-        {
-            uint32_t length;
-            uint32_t symbol = RarLookupCode(decoder, peek, &length);
-            Skip(length);
-            return symbol;
-        }
-        Skip(entry & 15);
-        return entry >> 4;
+        return DecodeFilled(decoder);
     }
 };
 
