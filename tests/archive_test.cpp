@@ -168,7 +168,7 @@ TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
 }
 
 // The fast paths (lookup decoding, runs of steps with the state in locals,
-// block copies, sliced CRC) give exactly what the plain ones give.
+// block copies, folded and sliced CRC) give exactly what the plain ones give.
 TEST(ArchiveRoundTrip, FastPathsAgreeWithPlainDecoding)
 {
     std::vector<Item> items = MixedItems();
