@@ -8,8 +8,8 @@
 #include <GL/gl.h>
 
 #include <cstdio>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <string>
 #include <tuple>
@@ -17,6 +17,7 @@
 
 #include "hatching/tonal_art_map.h"
 #include "tools/tessimo-tam/sha256.h"
+#include "app_test_util.h"
 
 namespace
 {
@@ -535,8 +536,9 @@ TEST(TamTool, PicturesShowTheGeneratedLayers)
     ArtMapVolume v;
     GenerateArtMapVolume(kSize, kLayers, 5, 0, ArtMapForm::Quick, &v, CollectLayer, &layers);
 
-    char dir[] = "/tmp/tam_png_XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
+    apptest::TempDir temp;
+    std::string dir = temp.path;
+    ASSERT_FALSE(dir.empty());
     std::string tool = std::string(getenv("TESSIMO_BINARY_DIR")) + "/tools/tessimo-tam/tessimo-tam";
     ASSERT_EQ(system((tool + " --size 32 --layers 20 --tone 7 --png " + dir).c_str()), 0);
 
@@ -544,19 +546,19 @@ TEST(TamTool, PicturesShowTheGeneratedLayers)
     for (uint32_t t = 0; t < kLayers; ++t)
     {
         snprintf(name, sizeof name, "/tone_%03u.png", t);
-        Picture p = ReadPng(dir + std::string(name));
+        Picture p = ReadPng(dir + name);
         EXPECT_EQ(p.width, kSize);
         EXPECT_EQ(p.rgb, layers[t][0]) << name;
     }
     for (uint32_t m = 0; m < layers[kTone].size(); ++m)
     {
         snprintf(name, sizeof name, "/tone_%03u_level_%u.png", kTone, m);
-        Picture p = ReadPng(dir + std::string(name));
+        Picture p = ReadPng(dir + name);
         EXPECT_EQ(p.width, kSize >> m);
         EXPECT_EQ(p.rgb, layers[kTone][m]) << name;
     }
     // 16 tiles a row: the second row holds the four darkest tones, then paper.
-    Picture sheet = ReadPng(dir + std::string("/contact_sheet.png"));
+    Picture sheet = ReadPng(dir + "/contact_sheet.png");
     ASSERT_EQ(sheet.width, 16 * kSize);
     ASSERT_EQ(sheet.height, 2 * kSize);
     for (uint32_t k : {0u, 15u, 16u, 19u, 20u})
@@ -570,5 +572,4 @@ TEST(TamTool, PicturesShowTheGeneratedLayers)
                             &layers[kLayers - 1 - k][0][(y + 1) * kSize * 3]);
             ASSERT_EQ(std::vector<uint8_t>(row, row + kSize * 3), want) << k << " " << y;
         }
-    EXPECT_EQ(system(("rm -rf " + std::string(dir)).c_str()), 0);
 }

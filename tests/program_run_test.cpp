@@ -28,8 +28,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include "app_test_util.h"
+
 namespace
 {
+
+using apptest::ReadText;
+using apptest::WriteText;
 
 const char* kTitle = "Tessimo 2 Engine";
 
@@ -37,19 +42,6 @@ std::string Env(const char* name)
 {
     const char* v = getenv(name);
     return v ? v : "";
-}
-
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
 }
 
 std::vector<std::string> Lines(const std::string& text)
@@ -235,12 +227,12 @@ std::string RunProgram(const std::string& dir, Ending how)
     EXPECT_GT(pid, 0);
     std::string log = dir + "/tessimo2.log";
     EXPECT_TRUE(WaitFor(
-        [&] { return ReadFile(log).find("- init openGL engine") != std::string::npos; }, 30))
+        [&] { return ReadText(log).find("- init openGL engine") != std::string::npos; }, 30))
         << "the program never got its GL context";
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     EndProgram(pid, how);
     EXPECT_EQ(WaitExit(pid, 30), 0);
-    return ReadFile(log);
+    return ReadText(log);
 }
 
 std::string Quote(const std::string& s)
@@ -346,7 +338,7 @@ TEST_F(ProgramRun, FullscreenInAnyLetterCaseAsksForFullscreen)
     std::string dir = MakeRunDir(false);
     ASSERT_FALSE(dir.empty());
     mkdir((dir + "/ini").c_str(), 0755);
-    WriteFile(dir + "/ini/tessimo2.ini",
+    WriteText(dir + "/ini/tessimo2.ini",
               "[3D engine]\nfullscreen = TrUe\nwindow_width=640\nwindow_height=480\n");
     std::string log = RunProgram(dir, Ending::Terminate);
     std::vector<std::string> lines = Lines(log);
@@ -364,11 +356,11 @@ TEST_F(ProgramRun, RefusedWindowExitsWithStatusOne)
     std::string dir = MakeRunDir(false);
     ASSERT_FALSE(dir.empty());
     mkdir((dir + "/ini").c_str(), 0755);
-    WriteFile(dir + "/ini/tessimo2.ini",
+    WriteText(dir + "/ini/tessimo2.ini",
               "[3D engine]\nwindow_width=100000\nwindow_height=100000\n");
     pid_t pid = StartProgram(dir);
     int status = WaitExit(pid, 60);
-    std::string log = ReadFile(dir + "/tessimo2.log");
+    std::string log = ReadText(dir + "/tessimo2.log");
     EXPECT_EQ(status, 1) << log;
     EXPECT_NE(
         log.find("- trying to create windowed application <Tessimo 2 Engine> in 100000x100000@16"),
