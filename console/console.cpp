@@ -81,3 +81,10 @@ void Console::SaveLog(const char* fileName)
         fprintf(file, "%s\n", Line(i));
     fclose(file);
 }
+
+// PLACEHOLDER until the console's keys, commands and drawing are written.
+void Console::Update(Input*) {}
+void Console::AddCommand(const char*, CommandKind, CommandHandler) {}
+void Console::AddVariable(const char*, VariableType, void*, bool) {}
+void Console::Execute(const char*) {}
+void Console::Draw() {}

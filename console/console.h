@@ -7,25 +7,33 @@
 
 #include <cstdint>
 
+#include "resources/console_base.h"
+
 class ScreenFont;
 
-class Console
+class Console : public ConsoleBase
 {
 public:
     // lineCount and lineLength are rounded up to powers of two; the ring is
     // allocated once and never grows.
     Console(ScreenFont* font, int32_t width, int32_t height, uint32_t lineCount,
             uint32_t lineLength, int32_t aperture);
-    virtual ~Console();
+    ~Console() override;
     // Writes every line still held, oldest first, one per text line.
-    virtual void SaveLog(const char* fileName);
+    void SaveLog(const char* fileName) override;
+    // Not yet: keys, drawing and commands.
+    void Update(Input* input) override;
+    void AddCommand(const char* name, CommandKind kind, CommandHandler handler) override;
+    void AddVariable(const char* name, VariableType type, void* target, bool readOnly) override;
+    void Execute(const char* line) override;
     // Formats one line (at most lineLength - 1 characters) into the ring
     // and echoes it to the debug output. A null format is ignored.
-    virtual void Printf(const char* format, ...)
+    void Printf(const char* format, ...) override
 #if defined(__GNUC__)
         __attribute__((format(printf, 2, 3)))
 #endif
         ;
+    void Draw() override;
 
     // The i-th line still held, 0 the oldest; null past the end.
     const char* Line(uint32_t i) const;

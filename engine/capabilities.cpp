@@ -7,7 +7,7 @@
 #include "app/window.h"
 #include "console/console.h"
 #include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "app/gl_entry_points.h"
 #include "platform/message_box.h"
 
 namespace

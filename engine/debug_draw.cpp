@@ -1,7 +1,7 @@
 // Debug drawing: white-or-current-colour lines in the scene, for a subclass
 // that wants to see a segment, a triangle or a ray while it is developed.
 #include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "app/gl_entry_points.h"
 
 namespace
 {

@@ -1,14 +1,9 @@
 #include "engine/engine.h"
 
-#include <GL/glu.h>
-#include <cstdarg>
-#include <cstdio>
 #include <unistd.h>
 
-#include "app/log.h"
+#include "app/format_string.h"
 #include "console/console.h"
-
-Engine* g_engine = nullptr;
 
 namespace
 {
@@ -19,14 +14,6 @@ constexpr float kTickSeconds = 0.016666668f;
 // The frame driver's accumulators, shared by every engine object.
 float statsElapsed = 0;
 float stepElapsed = 0;
-
-// The last perspective, for the display mode switch to set it again.
-float perspectiveWidth = 0;
-float perspectiveHeight = 0;
-float perspectiveNear = 0;
-float perspectiveFar = 0;
-
-char formatBuffer[256];
 
 } // namespace
 
@@ -132,69 +119,4 @@ void Engine::End2D()
     glMatrixMode(GL_PROJECTION);
     glPopMatrix();
     glMatrixMode(GL_MODELVIEW);
-}
-
-bool InitGL()
-{
-    auto text = [](GLenum name)
-    {
-        const GLubyte* s = glGetString(name);
-        return s ? reinterpret_cast<const char*>(s) : "";
-    };
-    if (FILE* log = OpenLog("at"))
-    {
-        fprintf(log, "- init openGL engine :\n");
-        fprintf(log, "    + vendor   : %s\n", text(GL_VENDOR));
-        fprintf(log, "    + renderer : %s\n", text(GL_RENDERER));
-        fprintf(log, "    + version  : %s\n", text(GL_VERSION));
-        fprintf(log, "    + listing all extensions : %s\n", text(GL_EXTENSIONS));
-        fclose(log);
-    }
-    glClearColor(0.5f, 0, 0, 0);
-    glClearDepth(1.0);
-    glClearStencil(0);
-    glEnable(GL_DEPTH_TEST);
-    glDepthFunc(GL_LEQUAL);
-    glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_NICEST);
-    glEnable(GL_TEXTURE_2D);
-    glShadeModel(GL_SMOOTH);
-    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 0);
-    glEnable(GL_LIGHTING);
-    return true;
-}
-
-void SetPerspective(int32_t width, int32_t height, float nearPlane, float farPlane)
-{
-    if (height == 0)
-        height = 1;
-    glViewport(0, 0, width, height);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    float aspect = static_cast<float>(static_cast<double>(width) / static_cast<double>(height));
-    gluPerspective(45.0, aspect, nearPlane, farPlane);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    perspectiveWidth = static_cast<float>(width);
-    perspectiveHeight = static_cast<float>(height);
-    perspectiveNear = nearPlane;
-    perspectiveFar = farPlane;
-}
-
-void GetPerspective(float* width, float* height, float* nearPlane, float* farPlane)
-{
-    *width = perspectiveWidth;
-    *height = perspectiveHeight;
-    *nearPlane = perspectiveNear;
-    *farPlane = perspectiveFar;
-}
-
-const char* FormatString(const char* format, ...)
-{
-    if (!format)
-        return nullptr;
-    va_list args;
-    va_start(args, format);
-    vsnprintf(formatBuffer, sizeof formatBuffer, format, args);
-    va_end(args);
-    return formatBuffer;
 }

@@ -1,12 +1,12 @@
 #include "hatching/preview_state.h"
 
-#include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "resources/engine_base.h"
+#include "app/gl_entry_points.h"
 #include "resources/texture.h"
 
 uint32_t PreparePreview(Texture* texture, uint32_t enable, uint32_t disable)
 {
-    Engine* e = g_engine;
+    EngineBase* e = g_engine;
     e->currentShader = nullptr;
     if (e->activeTextureUnit != GL_TEXTURE0_ARB && ep_glActiveTextureARB)
     {

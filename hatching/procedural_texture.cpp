@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "resources/engine_base.h"
+#include "app/gl_entry_points.h"
 #include "hatching/preview_state.h"
 
 uint32_t FullChainLength(uint32_t size)

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "engine/gl_entry_points.h"
+#include "app/gl_entry_points.h"
 
 uint64_t HatchLayer::strokesPlaced = 0;
 

@@ -1,7 +1,7 @@
 #include "hatching/volume_texture.h"
 
-#include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "resources/engine_base.h"
+#include "app/gl_entry_points.h"
 #include "hatching/preview_state.h"
 
 VolumeTexture::VolumeTexture() : wrapR(GL_CLAMP)

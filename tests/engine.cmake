@@ -1,4 +1,4 @@
 # The engine core on a real GL context.
 tessimo_test(engine_test LABEL gl
   SOURCES engine_test.cpp
-  LIBS tessimo_engine OpenGL::GL)
+  LIBS tessimo_demo)

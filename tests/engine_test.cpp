@@ -19,8 +19,10 @@
 #include "app_test_util.h"
 #include "console/console.h"
 #include "engine/engine.h"
-#include "engine/gl_entry_points.h"
-#include "engine/hatching_demo.h"
+#include "app/format_string.h"
+#include "app/gl_entry_points.h"
+#include "app/gl_setup.h"
+#include "demo/hatching_demo.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "support/gl_context.h"
@@ -330,7 +332,7 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
         expected.push_back("> arb vertex program supported");
     if (engine.hasTexture3D)
         expected.push_back("> 3d texture supported");
-    EXPECT_EQ(ConsoleLines(engine.console), expected);
+    EXPECT_EQ(ConsoleLines(static_cast<Console*>(engine.console)), expected);
 }
 
 // A driver with a doctored extension list. The probes go through the
@@ -385,7 +387,7 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
         EXPECT_EQ(boxes.boxes[i].caption, expected[i][1]);
         EXPECT_EQ(boxes.boxes[i].style, 0u);
     }
-    EXPECT_EQ(ConsoleLines(engine.console),
+    EXPECT_EQ(ConsoleLines(static_cast<Console*>(engine.console)),
               (std::vector<std::string>{"> texture egde clamping supported",
                                         "> vertex array range 2 extension supported"}));
     // Put the log back for the other tests of the suite.

@@ -2,7 +2,7 @@
 # and the art map built into a real 3D texture and read back (gl).
 tessimo_test(hatching_test LABEL unit
   SOURCES hatching_test.cpp ${CMAKE_SOURCE_DIR}/tools/tessimo-tam/sha256.cpp
-  LIBS tessimo_engine PNG::PNG)
+  LIBS tessimo_hatching PNG::PNG)
 add_dependencies(hatching_test tessimo-tam)
 tessimo_test(hatching_gl_test LABEL gl
   SOURCES hatching_gl_test.cpp

@@ -9,7 +9,7 @@
 #include "app/window.h"
 #include "app_test_util.h"
 #include "engine/engine.h"
-#include "engine/gl_entry_points.h"
+#include "app/gl_entry_points.h"
 #include "hatching/tonal_art_map.h"
 
 namespace

@@ -1,4 +1,4 @@
-#include "engine/hatching_demo.h"
+#include "demo/hatching_demo.h"
 
 #include <cstring>
 

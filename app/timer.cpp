@@ -1,4 +1,4 @@
-#include "engine/timer.h"
+#include "app/timer.h"
 
 #include "platform/counter.h"
 

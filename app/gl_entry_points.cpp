@@ -1,4 +1,4 @@
-#include "engine/gl_entry_points.h"
+#include "app/gl_entry_points.h"
 
 #include <cstring>
 

@@ -1,0 +1,71 @@
+#include "app/gl_setup.h"
+
+#include <GL/glu.h>
+#include <cstdio>
+
+#include "app/log.h"
+
+namespace
+{
+
+// The last perspective, for the display mode switch to set it again.
+float perspectiveWidth = 0;
+float perspectiveHeight = 0;
+float perspectiveNear = 0;
+float perspectiveFar = 0;
+
+} // namespace
+
+bool InitGL()
+{
+    auto text = [](GLenum name)
+    {
+        const GLubyte* s = glGetString(name);
+        return s ? reinterpret_cast<const char*>(s) : "";
+    };
+    if (FILE* log = OpenLog("at"))
+    {
+        fprintf(log, "- init openGL engine :\n");
+        fprintf(log, "    + vendor   : %s\n", text(GL_VENDOR));
+        fprintf(log, "    + renderer : %s\n", text(GL_RENDERER));
+        fprintf(log, "    + version  : %s\n", text(GL_VERSION));
+        fprintf(log, "    + listing all extensions : %s\n", text(GL_EXTENSIONS));
+        fclose(log);
+    }
+    glClearColor(0.5f, 0, 0, 0);
+    glClearDepth(1.0);
+    glClearStencil(0);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LEQUAL);
+    glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_NICEST);
+    glEnable(GL_TEXTURE_2D);
+    glShadeModel(GL_SMOOTH);
+    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 0);
+    glEnable(GL_LIGHTING);
+    return true;
+}
+
+void SetPerspective(int32_t width, int32_t height, float nearPlane, float farPlane)
+{
+    if (height == 0)
+        height = 1;
+    glViewport(0, 0, width, height);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    float aspect = static_cast<float>(static_cast<double>(width) / static_cast<double>(height));
+    gluPerspective(45.0, aspect, nearPlane, farPlane);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    perspectiveWidth = static_cast<float>(width);
+    perspectiveHeight = static_cast<float>(height);
+    perspectiveNear = nearPlane;
+    perspectiveFar = farPlane;
+}
+
+void GetPerspective(float* width, float* height, float* nearPlane, float* farPlane)
+{
+    *width = perspectiveWidth;
+    *height = perspectiveHeight;
+    *nearPlane = perspectiveNear;
+    *farPlane = perspectiveFar;
+}
