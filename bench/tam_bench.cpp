@@ -10,7 +10,7 @@
 #include <map>
 #include <string>
 
-#include "hatching/tonal_art_map.h"
+#include "hatching/art_map_generation.h"
 
 namespace
 {

@@ -10,6 +10,7 @@
 #include "app_test_util.h"
 #include "engine/engine.h"
 #include "app/gl_entry_points.h"
+#include "hatching/procedural_texture.h"
 #include "hatching/tonal_art_map.h"
 
 namespace

@@ -15,6 +15,7 @@
 #include <tuple>
 #include <vector>
 
+#include "hatching/procedural_texture.h"
 #include "hatching/tonal_art_map.h"
 #include "tools/tessimo-tam/sha256.h"
 #include "app_test_util.h"
@@ -382,7 +383,7 @@ struct Tones
     std::vector<std::vector<VolumeBlock>> levels; // [tone][level]
 };
 
-void KeepTone(uint32_t tone, const ProceduralTexture& layer, void* user)
+void KeepTone(uint32_t tone, const PixelCanvas& layer, void* user)
 {
     auto* t = static_cast<Tones*>(user);
     for (uint32_t m = 0; m < layer.levelCount; ++m)
@@ -517,7 +518,7 @@ Picture ReadPng(const std::string& path)
     return p;
 }
 
-void CollectLayer(uint32_t tone, const ProceduralTexture& layer, void* user)
+void CollectLayer(uint32_t tone, const PixelCanvas& layer, void* user)
 {
     auto* layers = static_cast<std::vector<std::vector<std::vector<uint8_t>>>*>(user);
     for (uint32_t m = 0; m < layer.levelCount; ++m)

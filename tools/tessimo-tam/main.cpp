@@ -20,7 +20,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "hatching/tonal_art_map.h"
+#include "hatching/art_map_generation.h"
 #include "sha256.h"
 
 namespace
@@ -131,7 +131,7 @@ struct Pictures
     std::vector<std::vector<uint8_t>> chosenLevels; // every level of the chosen tone
 };
 
-void Collect(uint32_t tone, const ProceduralTexture& layer, void* user)
+void Collect(uint32_t tone, const PixelCanvas& layer, void* user)
 {
     auto* p = static_cast<Pictures*>(user);
     p->tones[tone].assign(layer.levels[0], layer.levels[0] + layer.LevelBytes(0));
