@@ -41,17 +41,11 @@ const MissingExtension kNoTexture3D = {
     "## 3d texture not supported by your 3d card ! ##",
     "## your 3d card doesn't support 3d texture or your drivers is too old ##", "Hardware failure"};
 
-void ReportMissing(const MissingExtension& missing)
-{
-    LogPrintf("%s", missing.logText);
-    MessageBox(missing.boxText, missing.caption, 0);
-}
-
 // The limits of the vertex program extension, in the order they are read.
 struct ProgramLimit
 {
     GLenum name;
-    int32_t Engine::*field;
+    int32_t EngineBase::*field;
 };
 
 const ProgramLimit kProgramLimits[] = {
@@ -88,6 +82,91 @@ int32_t ReadProgramLimit(GLenum name)
         glGetError();
     }
     return value;
+}
+
+// What a probe reads, when its extension is present, behind the fetch.
+enum class Limits
+{
+    None,
+    TextureUnits,     // GL_MAX_TEXTURE_UNITS_ARB into maxTextureUnits
+    GeneralCombiners, // GL_MAX_GENERAL_COMBINERS_NV into maxGeneralCombiners
+    Program,          // the vertex program's limits, kProgramLimits
+};
+
+const int kNoGroup = -1;
+
+// One probe of Init. The flag takes ExtensionSupported's answer for
+// `extension` or, where that is absent, for `alternative`. Present: the
+// entry point group is fetched (behind `line` where lineFirst), the limits
+// are read, and `line` and then `countLine` (with the limit) go to the
+// console. Absent: the failure, where there is one.
+struct Probe
+{
+    const char* extension;
+    const char* alternative;
+    bool EngineBase::*flag;
+    int group; // an EntryPointGroup, or kNoGroup
+    bool lineFirst;
+    Limits limits;
+    const char* line;
+    const char* countLine;
+    const MissingExtension* missing;
+};
+
+// The probes, in the order Init runs them.
+// clang-format off
+const Probe kProbes[] = {
+    {"GL_ARB_multitexture", nullptr, &EngineBase::hasMultitexture, kGroupMultitexture, false,
+     Limits::TextureUnits, "> multitexturing supported", "  %d texture unit", &kNoMultitexture},
+    {"GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp", &EngineBase::hasEdgeClamp,
+     kNoGroup, false, Limits::None, "> texture egde clamping supported", nullptr, nullptr},
+    {"GL_EXT_compiled_vertex_array", nullptr, &EngineBase::hasCompiledVertexArray,
+     kGroupCompiledVertexArray, true, Limits::None, "> compiled vertex array supported", nullptr,
+     &kNoCompiledVertexArray},
+    {"GL_NV_vertex_array_range", nullptr, &EngineBase::hasVertexArrayRange, kGroupVertexArrayRange,
+     true, Limits::None, "> vertex array range extension supported", nullptr, nullptr},
+    {"GL_NV_vertex_array_range2", nullptr, &EngineBase::hasVertexArrayRange2, kNoGroup, false,
+     Limits::None, "> vertex array range 2 extension supported", nullptr, nullptr},
+    {"GL_NV_register_combiners", nullptr, &EngineBase::hasRegisterCombiners,
+     kGroupRegisterCombiners, false, Limits::GeneralCombiners,
+     "> register combiners extension supported", "  %d max general combiners", nullptr},
+    {"GL_ARB_transpose_matrix", nullptr, &EngineBase::hasTransposeMatrix, kGroupTransposeMatrix,
+     false, Limits::None, "> transpose matrix extension supported", nullptr, &kNoTransposeMatrix},
+    {"GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine", &EngineBase::hasTexEnvCombine,
+     kNoGroup, false, Limits::None, "> texture environment combine extension supported", nullptr,
+     nullptr},
+    {"GL_ARB_texture_env_dot3", nullptr, &EngineBase::hasTexEnvDot3, kNoGroup, false,
+     Limits::None, "> dotproduct3 texture extension supported", nullptr, nullptr},
+    {"GL_SGIS_generate_mipmap", nullptr, &EngineBase::hasGenerateMipmap, kNoGroup, false,
+     Limits::None, "> sgis generate mimap extension supported", nullptr, nullptr},
+    {"GL_ARB_vertex_program", nullptr, &EngineBase::hasVertexProgram, kGroupVertexProgram, false,
+     Limits::Program, "> arb vertex program supported", nullptr, &kNoVertexProgram},
+    {"GL_EXT_texture3D", nullptr, &EngineBase::hasTexture3D, kGroupTexture3D, false,
+     Limits::None, "> 3d texture supported", nullptr, &kNoTexture3D},
+};
+// clang-format on
+
+// Reads the limits of `kind` into the engine; the result is the one limit
+// that a count line shows.
+int32_t ReadLimits(EngineBase& e, Limits kind)
+{
+    GLint value = 0;
+    switch (kind)
+    {
+    case Limits::TextureUnits:
+        glGetIntegerv(GL_MAX_TEXTURE_UNITS_ARB, &value);
+        return e.maxTextureUnits = value;
+    case Limits::GeneralCombiners:
+        glGetIntegerv(GL_MAX_GENERAL_COMBINERS_NV, &value);
+        return e.maxGeneralCombiners = value;
+    case Limits::Program:
+        for (const ProgramLimit& limit : kProgramLimits)
+            e.*limit.field = ReadProgramLimit(limit.name);
+        return 0;
+    case Limits::None:
+        break;
+    }
+    return 0;
 }
 
 } // namespace
@@ -131,94 +210,28 @@ bool Engine::Init()
 
 void Engine::ProbeCapabilities()
 {
-    hasMultitexture = ExtensionSupported("GL_ARB_multitexture");
-    if (hasMultitexture)
+    for (const Probe& probe : kProbes)
     {
-        FetchEntryPoints(kGroupMultitexture);
-        GLint units = 0;
-        glGetIntegerv(GL_MAX_TEXTURE_UNITS_ARB, &units);
-        maxTextureUnits = units;
-        console->Printf("> multitexturing supported");
-        console->Printf("  %d texture unit", maxTextureUnits);
+        bool present = ExtensionSupported(probe.extension) ||
+                       (probe.alternative && ExtensionSupported(probe.alternative));
+        this->*probe.flag = present;
+        if (!present)
+        {
+            if (probe.missing)
+            {
+                LogPrintf("%s", probe.missing->logText);
+                MessageBox(probe.missing->boxText, probe.missing->caption, 0);
+            }
+            continue;
+        }
+        if (probe.lineFirst)
+            console->Printf("%s", probe.line);
+        if (probe.group != kNoGroup)
+            FetchEntryPoints(static_cast<EntryPointGroup>(probe.group));
+        int32_t count = ReadLimits(*this, probe.limits);
+        if (!probe.lineFirst)
+            console->Printf("%s", probe.line);
+        if (probe.countLine)
+            console->Printf(probe.countLine, count);
     }
-    else
-        ReportMissing(kNoMultitexture);
-
-    hasEdgeClamp = ExtensionSupported("GL_SGIS_texture_edge_clamp") ||
-                   ExtensionSupported("GL_EXT_texture_edge_clamp");
-    if (hasEdgeClamp)
-        console->Printf("> texture egde clamping supported");
-
-    hasCompiledVertexArray = ExtensionSupported("GL_EXT_compiled_vertex_array");
-    if (hasCompiledVertexArray)
-    {
-        console->Printf("> compiled vertex array supported");
-        FetchEntryPoints(kGroupCompiledVertexArray);
-    }
-    else
-        ReportMissing(kNoCompiledVertexArray);
-
-    hasVertexArrayRange = ExtensionSupported("GL_NV_vertex_array_range");
-    if (hasVertexArrayRange)
-    {
-        console->Printf("> vertex array range extension supported");
-        FetchEntryPoints(kGroupVertexArrayRange);
-    }
-
-    hasVertexArrayRange2 = ExtensionSupported("GL_NV_vertex_array_range2");
-    if (hasVertexArrayRange2)
-        console->Printf("> vertex array range 2 extension supported");
-
-    hasRegisterCombiners = ExtensionSupported("GL_NV_register_combiners");
-    if (hasRegisterCombiners)
-    {
-        FetchEntryPoints(kGroupRegisterCombiners);
-        GLint combiners = 0;
-        glGetIntegerv(GL_MAX_GENERAL_COMBINERS_NV, &combiners);
-        maxGeneralCombiners = combiners;
-        console->Printf("> register combiners extension supported");
-        console->Printf("  %d max general combiners", maxGeneralCombiners);
-    }
-
-    hasTransposeMatrix = ExtensionSupported("GL_ARB_transpose_matrix");
-    if (hasTransposeMatrix)
-    {
-        FetchEntryPoints(kGroupTransposeMatrix);
-        console->Printf("> transpose matrix extension supported");
-    }
-    else
-        ReportMissing(kNoTransposeMatrix);
-
-    hasTexEnvCombine = ExtensionSupported("GL_ARB_texture_env_combine") ||
-                       ExtensionSupported("GL_EXT_texture_env_combine");
-    if (hasTexEnvCombine)
-        console->Printf("> texture environment combine extension supported");
-
-    hasTexEnvDot3 = ExtensionSupported("GL_ARB_texture_env_dot3");
-    if (hasTexEnvDot3)
-        console->Printf("> dotproduct3 texture extension supported");
-
-    hasGenerateMipmap = ExtensionSupported("GL_SGIS_generate_mipmap");
-    if (hasGenerateMipmap)
-        console->Printf("> sgis generate mimap extension supported");
-
-    hasVertexProgram = ExtensionSupported("GL_ARB_vertex_program");
-    if (hasVertexProgram)
-    {
-        FetchEntryPoints(kGroupVertexProgram);
-        for (const ProgramLimit& limit : kProgramLimits)
-            this->*limit.field = ReadProgramLimit(limit.name);
-        console->Printf("> arb vertex program supported");
-    }
-    else
-        ReportMissing(kNoVertexProgram);
-
-    hasTexture3D = ExtensionSupported("GL_EXT_texture3D");
-    if (hasTexture3D)
-    {
-        FetchEntryPoints(kGroupTexture3D);
-        console->Printf("> 3d texture supported");
-    }
-    else
-        ReportMissing(kNoTexture3D);
 }
