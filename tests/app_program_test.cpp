@@ -9,77 +9,38 @@
 #include <regex>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 #include "app/log.h"
-#include "app_test_util.h"
+#include "support/files.h"
+#include "support/process.h"
 
 namespace
 {
 
-std::string Env(const char* name)
-{
-    const char* v = getenv(name);
-    return v ? v : "";
-}
-
-// Starts the program in the current folder with the given audio driver.
-pid_t Start(const char* audioDriver)
-{
-    std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
-    pid_t pid = fork();
-    if (pid == 0)
-    {
-        setenv("SDL_AUDIODRIVER", audioDriver, 1);
-        execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    return pid;
-}
-
-// Exit status, or -1 after a kill when it takes longer than `seconds`.
-int Wait(pid_t pid, double seconds)
-{
-    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    int status = 0;
-    while (waitpid(pid, &status, WNOHANG) != pid)
-    {
-        if (std::chrono::steady_clock::now() > end)
-        {
-            kill(pid, SIGKILL);
-            waitpid(pid, &status, 0);
-            return -1;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
+using testsupport::Env;
+using testsupport::ReadText;
+using testsupport::StartProgram;
+using testsupport::WaitExit;
+using testsupport::WriteText;
 
 bool WaitForText(const std::string& text, double seconds)
 {
-    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (apptest::ReadText(TESSIMO_LOG_FILE).find(text) == std::string::npos)
-    {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
+    return testsupport::WaitFor(
+        [&] { return ReadText(TESSIMO_LOG_FILE).find(text) != std::string::npos; }, seconds);
 }
 
 // The run folder: these settings, the built token table and data.
 void WriteSettings(const std::string& text)
 {
     mkdir("ini", 0755);
-    apptest::WriteText("ini/tessimo2.ini", text);
+    WriteText("ini/tessimo2.ini", text);
     std::string tokens = Env("TESSIMO_SOURCE_DIR") + "/data/ini/tokens.ini";
-    apptest::WriteText("ini/tokens.ini", apptest::ReadText(tokens));
+    WriteText("ini/tokens.ini", ReadText(tokens));
     // The data the demo loads, where the build has packed it.
-    std::string data = apptest::ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
+    std::string data = ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
     if (!data.empty())
-        apptest::WriteText("data.rar", data);
+        WriteText("data.rar", data);
 }
 
 const char* const kSoundOk = R"(- initializing fmod
@@ -93,19 +54,19 @@ class Program : public ::testing::Test
 {
 protected:
     void SetUp() override { ASSERT_FALSE(temp.path.empty()); }
-    apptest::TempDir temp;
+    testsupport::TempDir temp;
 };
 
 TEST_F(Program, TerminatedRunEndsTheOrderlyWay)
 {
     WriteSettings("[3D engine]\nwindow_width=320\nwindow_height=200\n"
                   "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
-    pid_t pid = Start("no-such-driver"); // "no sound" needs none
+    pid_t pid = StartProgram("", "no-such-driver"); // "no sound" needs none
     ASSERT_TRUE(WaitForText("- initializing fmod", 30));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     kill(pid, SIGTERM);
-    EXPECT_EQ(Wait(pid, 120), 0);
-    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    EXPECT_EQ(WaitExit(pid, 120), 0);
+    std::string log = ReadText(TESSIMO_LOG_FILE);
     EXPECT_TRUE(std::regex_search(log, std::regex(kSoundOk))) << log;
     // However far loading had come, the close waits for the loop.
     EXPECT_TRUE(std::regex_search(log, std::regex(R"(ok!\n- tessimo has drawn \d+ frames)")))
@@ -118,9 +79,9 @@ TEST_F(Program, FailedSoundStillLoadsThenQuitsBeforeTheFirstFrame)
     // The default output opens SDL's default driver, here one that does not
     // exist: the driver stage fails, Init runs, and no frame is drawn.
     WriteSettings("[3D engine]\nwindow_width=320\nwindow_height=200\n");
-    pid_t pid = Start("no-such-driver");
-    EXPECT_EQ(Wait(pid, 120), 0);
-    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    pid_t pid = StartProgram("", "no-such-driver");
+    EXPECT_EQ(WaitExit(pid, 120), 0);
+    std::string log = ReadText(TESSIMO_LOG_FILE);
     size_t sound = log.find("- initializing fmod\n    + init output Direct Sound ok!\n    + init "
                             "driver  failed!\n");
     EXPECT_NE(sound, std::string::npos) << log;
@@ -132,11 +93,11 @@ TEST_F(Program, FullscreenWithoutTheModeFallsBackAndRefusedWindowExitsWithOne)
     // No display mode of that size: the question takes its headless answer.
     WriteSettings("[3D engine]\nfullscreen=tRUE\nwindow_width=333\nwindow_height=222\n"
                   "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
-    pid_t pid = Start("dummy");
+    pid_t pid = StartProgram("", "dummy");
     ASSERT_TRUE(WaitForText("- initializing fmod", 30));
     kill(pid, SIGINT);
-    EXPECT_EQ(Wait(pid, 120), 0);
-    std::string log = apptest::ReadText(TESSIMO_LOG_FILE);
+    EXPECT_EQ(WaitExit(pid, 120), 0);
+    std::string log = ReadText(TESSIMO_LOG_FILE);
     EXPECT_NE(
         log.find("- trying to create fullscreen application <Tessimo 2 Engine> in 333x222@16"),
         std::string::npos)
@@ -144,9 +105,9 @@ TEST_F(Program, FullscreenWithoutTheModeFallsBackAndRefusedWindowExitsWithOne)
     EXPECT_NE(log.find("- that's running!"), std::string::npos);
 
     WriteSettings("[3D engine]\nwindow_width=100000\n");
-    pid = Start("dummy");
-    EXPECT_EQ(Wait(pid, 30), 1);
-    log = apptest::ReadText(TESSIMO_LOG_FILE);
+    pid = StartProgram("", "dummy");
+    EXPECT_EQ(WaitExit(pid, 30), 1);
+    log = ReadText(TESSIMO_LOG_FILE);
     // Create's own Destroy, the entry's and ExitCleanup's.
     EXPECT_EQ(std::regex_replace(log, std::regex(R"(\d+)"), "#"),
               "TESSIMO # engine log file\nlog created the #/#/# at #h #m #s\n\n"

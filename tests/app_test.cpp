@@ -12,7 +12,7 @@
 #include "app/log.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
-#include "app_test_util.h"
+#include "support/files.h"
 #include "platform/keys.h"
 #include "platform/messages.h"
 #include "platform/sound.h"
@@ -30,7 +30,7 @@ protected:
         mkdir("ini", 0755);
         ClearMessageQueue();
     }
-    apptest::TempDir temp;
+    testsupport::TempDir temp;
     std::string dir;
 };
 
@@ -38,7 +38,7 @@ using IniFileTest = AppTest;
 
 TEST_F(IniFileTest, TypedReadsAndTheSharedBuffer)
 {
-    apptest::WriteText("ini/tessimo2.ini", "[3D engine]\n"
+    testsupport::WriteText("ini/tessimo2.ini", "[3D engine]\n"
                                            "fullscreen = TRUE\n"
                                            "yes=yes\n"
                                            "one=1\n"
@@ -200,7 +200,7 @@ std::pair<std::string, int> RunStartup(int output)
     if (PeekMessage(&m) && m.message == WM_QUIT)
         status = static_cast<int>(m.wParam);
     FSOUND_Close();
-    return {apptest::ReadText(TESSIMO_LOG_FILE), status};
+    return {testsupport::ReadText(TESSIMO_LOG_FILE), status};
 }
 
 TEST_F(SoundStartupTest, LogTextOfEachWayThrough)

@@ -16,7 +16,8 @@
 #include "app/log.h"
 #include "app/math.h"
 #include "app/window.h"
-#include "app_test_util.h"
+#include "support/files.h"
+#include "support/message_box_capture.h"
 #include "platform/gl_window.h"
 #include "platform/messages.h"
 
@@ -26,7 +27,7 @@ namespace
 std::vector<std::string> LogLines()
 {
     std::vector<std::string> lines;
-    std::stringstream s(apptest::ReadText(TESSIMO_LOG_FILE));
+    std::stringstream s(testsupport::ReadText(TESSIMO_LOG_FILE));
     for (std::string line; std::getline(s, line);)
         lines.push_back(line);
     return lines;
@@ -40,7 +41,7 @@ const char* const kShutdown = R"(- shutting down at \d+h \d+m \d+s)";
 void ExpectLines(const std::vector<std::string>& patterns)
 {
     std::vector<std::string> lines = LogLines();
-    ASSERT_EQ(lines.size(), patterns.size()) << apptest::ReadText(TESSIMO_LOG_FILE);
+    ASSERT_EQ(lines.size(), patterns.size()) << testsupport::ReadText(TESSIMO_LOG_FILE);
     for (size_t i = 0; i < lines.size(); ++i)
         EXPECT_TRUE(std::regex_match(lines[i], std::regex(patterns[i])))
             << "line " << i + 1 << ": " << lines[i] << "\n expected: " << patterns[i];
@@ -66,8 +67,8 @@ protected:
         SetGlStepFailure(GlStep::None);
         g_window->Destroy();
     }
-    apptest::TempDir temp;
-    apptest::BoxRecorder boxes;
+    testsupport::TempDir temp;
+    testsupport::MessageBoxCapture boxes;
 };
 
 TEST_F(WindowGl, CreateGivesTheFormatAskedForAndWritesTheLog)

@@ -8,6 +8,7 @@
 #include "archive/rar_pack.h"
 #include "archive/rar_record.h"
 #include "archive/rar_writer.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
@@ -29,16 +30,11 @@ namespace
 
 using Bytes = std::vector<uint8_t>;
 
+// One folder for the whole run, removed at exit.
 std::string TempDir()
 {
-    static std::string dir;
-    if (dir.empty())
-    {
-        char pattern[] = "/tmp/archive_test_XXXXXX";
-        dir = mkdtemp(pattern);
-        atexit([] { (void)system(("rm -rf '" + dir + "'").c_str()); });
-    }
-    return dir;
+    static testsupport::TempDir dir;
+    return dir.path;
 }
 
 void WriteFile(const std::string& path, const Bytes& bytes)

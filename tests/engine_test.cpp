@@ -16,7 +16,7 @@
 
 #include "app/input.h"
 #include "app/window.h"
-#include "app_test_util.h"
+#include "support/files.h"
 #include "console/console.h"
 #include "engine/engine.h"
 #include "app/format_string.h"
@@ -31,8 +31,8 @@
 namespace
 {
 
-using apptest::ReadText;
-using apptest::TempDir;
+using testsupport::ReadText;
+using testsupport::TempDir;
 using testsupport::MessageBoxCapture;
 
 std::vector<std::string> ConsoleLines(const Console* console)
@@ -391,7 +391,7 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
               (std::vector<std::string>{"> texture egde clamping supported",
                                         "> vertex array range 2 extension supported"}));
     // Put the log back for the other tests of the suite.
-    apptest::WriteText(log, before);
+    testsupport::WriteText(log, before);
 }
 
 TEST_F(EngineGl, InitGLLogsTheDriverAndSetsTheDefaults)
@@ -440,7 +440,7 @@ TEST_F(EngineGl, InitGLLogsTheDriverAndSetsTheDefaults)
     glGetIntegerv(GL_SHADE_MODEL, &shade);
     EXPECT_EQ(func, GL_LEQUAL);
     EXPECT_EQ(shade, GL_SMOOTH);
-    apptest::WriteText(log, before);
+    testsupport::WriteText(log, before);
 }
 
 TEST_F(EngineGl, PerspectiveAnd2DModeReadBack)

@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "app/window.h"
-#include "app_test_util.h"
+#include "support/files.h"
+#include "support/gl_context.h"
 #include "engine/engine.h"
 #include "app/gl_entry_points.h"
 #include "hatching/procedural_texture.h"
@@ -21,9 +22,9 @@ class HatchingGl : public ::testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        dir = new apptest::TempDir;
-        created = g_window->Create("Hatching test", 800, 600, 32, 0, 24, 1);
-        if (created)
+        dir = new testsupport::TempDir;
+        context = new testsupport::GlContext(800, 600);
+        if (context->created)
         {
             engine = new Engine;
             g_engine = engine;
@@ -34,20 +35,20 @@ protected:
     {
         delete engine;
         g_engine = nullptr;
-        g_window->Destroy();
+        delete context;
         delete dir;
     }
     void SetUp() override
     {
-        ASSERT_TRUE(created);
+        ASSERT_TRUE(context->created);
         ASSERT_TRUE(engine->hasTexture3D);
     }
-    static apptest::TempDir* dir;
-    static bool created;
+    static testsupport::TempDir* dir;
+    static testsupport::GlContext* context;
     static Engine* engine;
 };
-apptest::TempDir* HatchingGl::dir = nullptr;
-bool HatchingGl::created = false;
+testsupport::TempDir* HatchingGl::dir = nullptr;
+testsupport::GlContext* HatchingGl::context = nullptr;
 Engine* HatchingGl::engine = nullptr;
 
 GLint LevelParameter(GLenum target, GLint level, GLenum name)

@@ -18,7 +18,7 @@
 #include "hatching/procedural_texture.h"
 #include "hatching/tonal_art_map.h"
 #include "tools/tessimo-tam/sha256.h"
-#include "app_test_util.h"
+#include "support/files.h"
 
 namespace
 {
@@ -537,7 +537,7 @@ TEST(TamTool, PicturesShowTheGeneratedLayers)
     ArtMapVolume v;
     GenerateArtMapVolume(kSize, kLayers, 5, 0, ArtMapForm::Quick, &v, CollectLayer, &layers);
 
-    apptest::TempDir temp;
+    testsupport::TempDir temp;
     std::string dir = temp.path;
     ASSERT_FALSE(dir.empty());
     std::string tool = std::string(getenv("TESSIMO_BINARY_DIR")) + "/tools/tessimo-tam/tessimo-tam";

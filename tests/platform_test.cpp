@@ -9,7 +9,8 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "app_test_util.h"
+#include "support/files.h"
+#include "support/message_box_capture.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "platform/message_box.h"
@@ -174,7 +175,7 @@ protected:
         EXPECT_EQ(n, strlen(out));
         return out;
     }
-    apptest::TempDir temp;
+    testsupport::TempDir temp;
     std::string dir;
     // Written with '\' and the other letter case of the folder.
     std::string file = "ini\\test.ini";
@@ -183,7 +184,7 @@ protected:
 TEST_F(Profile, CaselessNamesTrimmedValuesDefaultsAndCut)
 {
     std::string longValue(300, 'v');
-    apptest::WriteText("Ini/test.ini", "; comment\r\n"
+    testsupport::WriteText("Ini/test.ini", "; comment\r\n"
                                        "garbage line without equals\n"
                                        "orphan=before any section\n"
                                        "[ 3D Engine ]\r\n"
@@ -220,7 +221,7 @@ TEST_F(Profile, CaselessNamesTrimmedValuesDefaultsAndCut)
 
 TEST_F(Profile, KeyMayShareTheOutputBuffer)
 {
-    apptest::WriteText("Ini/test.ini", "[FMOD]\nFSOUND_OUTPUT_DSOUND=2\n");
+    testsupport::WriteText("Ini/test.ini", "[FMOD]\nFSOUND_OUTPUT_DSOUND=2\n");
     char buffer[128] = "fsound_output_dsound";
     GetPrivateProfileString("FMOD", buffer, "-1", buffer, sizeof buffer, file.c_str());
     EXPECT_STREQ(buffer, "2");
@@ -242,7 +243,7 @@ TEST_F(Profile, HostileFilesGiveDefaults)
     };
     for (const std::string& text : cases)
     {
-        apptest::WriteText("Ini/test.ini", text);
+        testsupport::WriteText("Ini/test.ini", text);
         EXPECT_EQ(Read("s", "missing", "d"), "d");
     }
     // A folder where the file should be reads as a missing file.
@@ -286,7 +287,7 @@ TEST(SystemTime, IsUtc)
 TEST(MessageBoxes, HookRecordsAndHeadlessTakesDefaults)
 {
     {
-        apptest::BoxRecorder boxes;
+        testsupport::MessageBoxCapture boxes;
         boxes.answer = IDNO;
         EXPECT_EQ(MessageBox("Question?", "Cap", MB_YESNO | MB_ICONEXCLAMATION), IDNO);
         EXPECT_EQ(MessageBox("Note.", "Cap2", MB_ICONSTOP), IDOK);

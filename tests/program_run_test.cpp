@@ -28,21 +28,20 @@
 #include <unistd.h>
 #include <vector>
 
-#include "app_test_util.h"
+#include "support/files.h"
+#include "support/process.h"
 
 namespace
 {
 
-using apptest::ReadText;
-using apptest::WriteText;
+using testsupport::Env;
+using testsupport::ReadText;
+using testsupport::StartProgram;
+using testsupport::WaitExit;
+using testsupport::WaitFor;
+using testsupport::WriteText;
 
 const char* kTitle = "Tessimo 2 Engine";
-
-std::string Env(const char* name)
-{
-    const char* v = getenv(name);
-    return v ? v : "";
-}
 
 std::vector<std::string> Lines(const std::string& text)
 {
@@ -105,50 +104,6 @@ std::string MakeRunDir(bool withIni)
     if (system(cmd.c_str()) != 0 && withIni)
         return "";
     return dir;
-}
-
-pid_t StartProgram(const std::string& dir)
-{
-    std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
-    pid_t pid = fork();
-    if (pid == 0)
-    {
-        if (chdir(dir.c_str()) != 0)
-            _exit(127);
-        setenv("SDL_AUDIODRIVER", "dummy", 1);
-        // Message boxes go to standard error instead of waiting for a click.
-        setenv("TESSIMO_HEADLESS", "1", 1);
-        execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    return pid;
-}
-
-bool WaitFor(const std::function<bool()>& done, double seconds)
-{
-    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < end)
-    {
-        if (done())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return done();
-}
-
-// Exit status of the child, or -1 when it has not ended in time (it is
-// killed then).
-int WaitExit(pid_t pid, double seconds)
-{
-    int status = 0;
-    bool ended = WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, seconds);
-    if (!ended)
-    {
-        kill(pid, SIGKILL);
-        waitpid(pid, &status, 0);
-        return -1;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 Window FindWindow(Display* dpy, Window w, const char* title)
@@ -223,7 +178,7 @@ void EndProgram(pid_t pid, Ending how)
 // One run: start, let it draw for a while, end it, return the log.
 std::string RunProgram(const std::string& dir, Ending how)
 {
-    pid_t pid = StartProgram(dir);
+    pid_t pid = StartProgram(dir, "dummy");
     EXPECT_GT(pid, 0);
     std::string log = dir + "/tessimo2.log";
     EXPECT_TRUE(WaitFor(
@@ -358,7 +313,7 @@ TEST_F(ProgramRun, RefusedWindowExitsWithStatusOne)
     mkdir((dir + "/ini").c_str(), 0755);
     WriteText(dir + "/ini/tessimo2.ini",
               "[3D engine]\nwindow_width=100000\nwindow_height=100000\n");
-    pid_t pid = StartProgram(dir);
+    pid_t pid = StartProgram(dir, "dummy");
     int status = WaitExit(pid, 60);
     std::string log = ReadText(dir + "/tessimo2.log");
     EXPECT_EQ(status, 1) << log;

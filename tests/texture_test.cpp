@@ -6,33 +6,18 @@
 #include "archive/rar_writer.h"
 #include "platform/message_box.h"
 #include "resources/texture.h"
+#include "tests/support/files.h"
+#include "tests/support/gl_context.h"
+#include "tests/support/message_box_capture.h"
 #include "tests/texture_images.h"
 
 #include <GL/gl.h>
-#include <SDL.h>
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <unistd.h>
 
 using namespace texture_test;
 
 namespace
 {
-
-struct Box
-{
-    std::string text, caption;
-    unsigned style;
-};
-
-int RecordBox(const char* text, const char* caption, unsigned style, void* user)
-{
-    static_cast<std::vector<Box>*>(user)->push_back(Box{text, caption, style});
-    return IDOK;
-}
 
 // One offscreen context for the suite; each test works in a fresh folder,
 // which is where the log goes too.
@@ -41,44 +26,16 @@ class TextureGl : public ::testing::Test
 public:
     static void SetUpTestSuite()
     {
-        ASSERT_EQ(SDL_Init(SDL_INIT_VIDEO), 0) << SDL_GetError();
-        window = SDL_CreateWindow("texture", 0, 0, 64, 64, SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN);
-        ASSERT_NE(window, nullptr) << SDL_GetError();
-        context = SDL_GL_CreateContext(window);
-        ASSERT_NE(context, nullptr) << SDL_GetError();
+        context = new testsupport::GlContext(64, 64);
+        ASSERT_TRUE(context->created);
     }
-    static void TearDownTestSuite()
-    {
-        SDL_GL_DeleteContext(context);
-        SDL_DestroyWindow(window);
-        SDL_Quit();
-    }
+    static void TearDownTestSuite() { delete context; }
 
 protected:
-    void SetUp() override
-    {
-        char pattern[] = "/tmp/tessimo-texture-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        folder = pattern;
-        ASSERT_EQ(chdir(folder.c_str()), 0);
-        SetMessageBoxHook(RecordBox, &boxes);
-    }
-    void TearDown() override
-    {
-        SetMessageBoxHook(nullptr, nullptr);
-        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-        ASSERT_EQ(chdir("/"), 0);
-        std::string command = "rm -rf '" + folder + "'";
-        EXPECT_EQ(system(command.c_str()), 0);
-    }
+    void SetUp() override { ASSERT_FALSE(folder.path.empty()); }
+    void TearDown() override { EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)); }
 
-    static std::string Log()
-    {
-        std::ifstream in("tessimo2.log", std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    static std::string Log() { return testsupport::ReadText("tessimo2.log"); }
     static GLint Level(GLenum pname, GLint level = 0)
     {
         GLint value = 0;
@@ -121,14 +78,13 @@ protected:
         return b;
     }
 
-    static SDL_Window* window;
-    static SDL_GLContext context;
-    std::string folder;
-    std::vector<Box> boxes;
+    static testsupport::GlContext* context;
+    testsupport::TempDir folder;
+    testsupport::MessageBoxCapture capture;
+    std::vector<testsupport::CapturedBox>& boxes = capture.boxes;
 };
 
-SDL_Window* TextureGl::window = nullptr;
-SDL_GLContext TextureGl::context = nullptr;
+testsupport::GlContext* TextureGl::context = nullptr;
 
 } // namespace
 

@@ -1,6 +1,5 @@
-// Helpers for the platform and application suites: a private working
-// folder (the log is written to the current directory), file reads, and a
-// message box recorder.
+// Files for the suites: whole-file reads and writes, and a private working
+// folder (the log is written to the current directory).
 #pragma once
 
 #include <cstdlib>
@@ -11,9 +10,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "platform/message_box.h"
-
-namespace apptest
+namespace testsupport
 {
 
 inline std::string ReadText(const std::string& path)
@@ -41,7 +38,7 @@ public:
         std::filesystem::path parent = std::string(base ? base : "/tmp") + "/tests";
         std::error_code ec;
         std::filesystem::create_directories(parent, ec);
-        std::string pattern = (parent / "appXXXXXX").string();
+        std::string pattern = (parent / "tmpXXXXXX").string();
         std::vector<char> buf(pattern.begin(), pattern.end());
         buf.push_back(0);
         previous = std::filesystem::current_path(ec);
@@ -63,29 +60,4 @@ private:
     std::filesystem::path previous;
 };
 
-struct Box
-{
-    std::string text, caption;
-    unsigned style;
-};
-
-// Records each box and answers questions with `answer`.
-struct BoxRecorder
-{
-    BoxRecorder() { SetMessageBoxHook(&BoxRecorder::Record, this); }
-    ~BoxRecorder() { SetMessageBoxHook(nullptr, nullptr); }
-
-    static int Record(const char* text, const char* caption, unsigned style, void* user)
-    {
-        auto* self = static_cast<BoxRecorder*>(user);
-        self->boxes.push_back({text, caption, style});
-        if ((style & 0xF) == MB_YESNO)
-            return self->answer;
-        return IDOK;
-    }
-
-    std::vector<Box> boxes;
-    int answer = IDYES;
-};
-
-} // namespace apptest
+} // namespace testsupport

@@ -1,0 +1,70 @@
+// Runs of the built program: start it in a folder, wait for a condition or
+// for its end.
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace testsupport
+{
+
+inline std::string Env(const char* name)
+{
+    const char* v = getenv(name);
+    return v ? v : "";
+}
+
+// Starts TESSIMO_RUN_DIR/tessimo2 in `dir` (the current folder when empty)
+// with the given SDL audio driver; message boxes go to standard error
+// instead of waiting for a click.
+inline pid_t StartProgram(const std::string& dir, const char* audioDriver)
+{
+    std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        if (!dir.empty() && chdir(dir.c_str()) != 0)
+            _exit(127);
+        setenv("SDL_AUDIODRIVER", audioDriver, 1);
+        setenv("TESSIMO_HEADLESS", "1", 1);
+        execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    return pid;
+}
+
+// Polls `done` until it holds or `seconds` have passed.
+inline bool WaitFor(const std::function<bool()>& done, double seconds)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (std::chrono::steady_clock::now() < end)
+    {
+        if (done())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return done();
+}
+
+// Exit status of the child (128 plus the signal when one ended it), or -1
+// when it has not ended in time (it is killed then).
+inline int WaitExit(pid_t pid, double seconds)
+{
+    int status = 0;
+    bool ended = WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, seconds);
+    if (!ended)
+    {
+        kill(pid, SIGKILL);
+        waitpid(pid, &status, 0);
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace testsupport
