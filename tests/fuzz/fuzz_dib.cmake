@@ -1,2 +1,2 @@
 # The bitmap decoder on arbitrary bytes.
-tessimo_fuzzer(fuzz_dib SOURCES fuzz_dib.cpp ${CMAKE_SOURCE_DIR}/resources/dib_image.cpp)
+tessimo_fuzzer(fuzz_dib SOURCES fuzz_dib.cpp LIBS tessimo_resources)
