@@ -126,6 +126,13 @@ uint32_t GetProfileStringFromText(const char* text, size_t size, const char* sec
     std::string sectionName = section ? section : "";
     std::string keyName = key ? key : "";
     std::string defText = def ? def : "";
+    // Editors may start a UTF-8 file with a byte-order mark; it belongs to
+    // no line, and left in place it would hide the first section header.
+    if (text && size >= 3 && memcmp(text, "\xEF\xBB\xBF", 3) == 0)
+    {
+        text += 3;
+        size -= 3;
+    }
     const char* vb = nullptr;
     const char* ve = nullptr;
     if (key && text && FindValue(text, size, sectionName.c_str(), keyName.c_str(), &vb, &ve))

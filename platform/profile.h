@@ -3,7 +3,8 @@
 // The file holds "[section]" headers and "key=value" lines. Section and key
 // names match without regard to letter case, blanks around names and values
 // are dropped, and a value in one pair of double quotes loses them. Lines
-// starting with ';' or '#' and lines of any other shape are skipped. The
+// starting with ';' or '#' and lines of any other shape are skipped, and so
+// is a UTF-8 byte-order mark at the start of the file. The
 // file name goes through MapPath, so "C:\dir\ini\x.ini"-style names with
 // '\' and either letter case of a folder work.
 #pragma once

@@ -227,6 +227,12 @@ TEST_F(Profile, KeyMayShareTheOutputBuffer)
     EXPECT_STREQ(buffer, "2");
 }
 
+TEST_F(Profile, ByteOrderMarkBeforeTheFirstSection)
+{
+    apptest::WriteText("Ini/test.ini", "\xEF\xBB\xBF[3D engine]\nwindow_width=640\n");
+    EXPECT_EQ(Read("3D engine", "window_width", "800"), "640");
+}
+
 TEST_F(Profile, HostileFilesGiveDefaults)
 {
     std::string binary;
