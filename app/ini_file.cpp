@@ -4,6 +4,7 @@
 #include <cstring>
 #include <strings.h>
 
+#include "app/log.h"
 #include "platform/profile.h"
 
 char IniFile::result[IniFile::kResultSize];
@@ -61,10 +62,16 @@ int32_t IniFile::GetHex(const char* key, int32_t def)
     return static_cast<int32_t>(value);
 }
 
-// Bounded: a name from a data file that does not fit is cut, not overrun.
 void IniFile::SetFile(const char* path)
 {
-    snprintf(fileName, sizeof fileName, "%s", path ? path : "");
+    path = path ? path : "";
+    if (strlen(path) >= sizeof fileName)
+    {
+        fileName[0] = 0;
+        LogPrintf("## path too long: <%s> ##\n", path);
+        return;
+    }
+    strcpy(fileName, path);
 }
 
 void IniFile::SetSection(const char* name)

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "platform/path_map.h"
+
 class IniFile
 {
 public:
@@ -21,11 +23,15 @@ public:
     virtual int32_t GetInt(const char* key, int32_t def);
     // Scanned with "%X"; the default is still written as a decimal.
     virtual int32_t GetHex(const char* key, int32_t def);
+    // A path longer than fileName can hold is refused with a line in the
+    // engine log: the reads then give their defaults rather than read the
+    // file of a cut path.
     virtual void SetFile(const char* path);
     virtual void SetSection(const char* name);
 
     char section[256];
-    char fileName[256];
+    // Full paths, as deep as the system allows.
+    char fileName[kMaxPath];
 
     static constexpr uint32_t kResultSize = 128;
     static char result[kResultSize];

@@ -1,11 +1,14 @@
 // The program: settings, window, GL, sound, the demo, the message and frame
 // loop, and the orderly teardown in ExitCleanup.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <unistd.h>
 
 #include "app/ini_file.h"
 #include "app/input.h"
+#include "app/log.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
 #include "app/gl_setup.h"
@@ -13,6 +16,7 @@
 #include "demo/hatching_demo.h"
 #include "platform/message_box.h"
 #include "platform/messages.h"
+#include "platform/path_map.h"
 #include "platform/sound.h"
 
 namespace
@@ -43,10 +47,25 @@ void ExitCleanup()
     }
 }
 
-// "<directory>\<name>": the file layer maps the separator and letter case.
-void FilePath(char (&out)[512], const char* directory, const char* name)
+// The start directory, as deep as the system allows. Where it can't be
+// read (deeper than any path the system takes), the run ends with a line in
+// the log: the settings would otherwise come from another folder.
+void ReadDirectory(char (&out)[kMaxPath])
 {
-    snprintf(out, sizeof out, "%s\\%s", directory, name);
+    if (getcwd(out, sizeof out))
+        return;
+    LogPrintf("## cannot read the working directory: %s ##\n", strerror(errno));
+    exit(1);
+}
+
+// "<directory>\<name>": the file layer maps the separator and letter case.
+// A path too long to open ends the run as above.
+void FilePath(char (&out)[kMaxPath], const char* directory, const char* name)
+{
+    if (JoinPath(directory, name, out, sizeof out))
+        return;
+    LogPrintf("## path too long: <%s\\%s> ##\n", directory, name);
+    exit(1);
 }
 
 // Opens the window the settings ask for; on failure the box and log line
@@ -110,10 +129,9 @@ int main(int, char**)
     IniFile tokens;
     atexit(ExitCleanup);
 
-    char directory[256] = "";
-    if (!getcwd(directory, sizeof directory))
-        directory[0] = 0;
-    char path[512];
+    char directory[kMaxPath];
+    ReadDirectory(directory);
+    char path[kMaxPath];
     FilePath(path, directory, "ini\\tessimo2.ini");
     settings.SetFile(path);
     settings.SetSection("3D engine");

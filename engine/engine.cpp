@@ -2,8 +2,9 @@
 
 #include <unistd.h>
 
-#include "app/format_string.h"
+#include "app/log.h"
 #include "console/console.h"
+#include "platform/path_map.h"
 
 namespace
 {
@@ -17,11 +18,17 @@ float stepElapsed = 0;
 
 } // namespace
 
+// The definitions' path is formed in a buffer as deep as the start
+// directory: FormatString's 256 characters would cut a deep folder's path.
 Engine::Engine()
 {
     if (!getcwd(startDirectory, sizeof startDirectory))
         startDirectory[0] = 0;
-    shaderDefinitions.SetFile(FormatString("%s\\Ini\\Shaders.ini", startDirectory));
+    char path[kMaxPath];
+    if (startDirectory[0] && JoinPath(startDirectory, "Ini\\Shaders.ini", path, sizeof path))
+        shaderDefinitions.SetFile(path);
+    else
+        LogPrintf("## no path for <Ini\\Shaders.ini> in the working directory ##\n");
 }
 
 Engine::~Engine()

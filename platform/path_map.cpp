@@ -1,5 +1,6 @@
 #include "platform/path_map.h"
 
+#include <cstdio>
 #include <cstring>
 #include <dirent.h>
 #include <strings.h>
@@ -79,6 +80,19 @@ bool MapPath(const char* name, char* out, size_t outSize)
         }
         out[end] = saved;
         start = end + 1;
+    }
+    return true;
+}
+
+bool JoinPath(const char* directory, const char* name, char* out, size_t outSize)
+{
+    if (outSize == 0)
+        return false;
+    int n = snprintf(out, outSize, "%s\\%s", directory ? directory : "", name ? name : "");
+    if (n < 0 || static_cast<size_t>(n) >= outSize)
+    {
+        out[0] = 0;
+        return false;
     }
     return true;
 }

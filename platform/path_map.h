@@ -10,10 +10,20 @@
 // Plain libc: the archive's file buffer uses it, and it knows no SDL.
 #pragma once
 
+#include <climits>
 #include <cstddef>
+
+// The longest path the program builds or opens, terminator included: what
+// Linux allows for a path given to the system.
+constexpr size_t kMaxPath = PATH_MAX;
 
 // Writes the mapped path of `name` into `out` (size `outSize`, always
 // terminated). Components that are found in neither spelling are kept as
 // written (with '/' separators), so a later open fails the ordinary way.
 // Returns false only when the result does not fit into `out`.
 bool MapPath(const char* name, char* out, size_t outSize);
+
+// Writes "<directory>\<name>" into `out` (size `outSize`). Returns false,
+// with `out` empty, when the result does not fit: a cut path would name
+// another file.
+bool JoinPath(const char* directory, const char* name, char* out, size_t outSize);

@@ -142,7 +142,8 @@ public:
     // The archive the loaders read from; empty means plain files.
     char archiveName[256] = {};
     char archivePassword[256] = {};
-    char startDirectory[256] = {};
+    // The working directory at construction, as deep as the system allows.
+    char startDirectory[kMaxPath] = {};
 
     // The render-state cache: mirrors of GL state, tested by the caller
     // before each GL call.

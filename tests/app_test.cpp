@@ -88,6 +88,18 @@ TEST_F(IniFileTest, TypedReadsAndTheSharedBuffer)
     ini.SetFile("/no/such/file.ini");
     EXPECT_EQ(ini.GetInt("width", 800), 800);
     EXPECT_STREQ(ini.GetString("width", "dflt"), "dflt");
+
+    // A path deeper than any the system opens is refused and logged, not cut
+    // to the name of another file; one just below that depth is kept whole.
+    std::string deep = dir + "/" + std::string(kMaxPath, 'd');
+    ini.SetFile(deep.c_str());
+    EXPECT_STREQ(ini.fileName, "");
+    EXPECT_EQ(ini.GetInt("width", 800), 800);
+    EXPECT_NE(apptest::ReadText(TESSIMO_LOG_FILE).find("## path too long: <" + deep + "> ##\n"),
+              std::string::npos);
+    deep.resize(kMaxPath - 1);
+    ini.SetFile(deep.c_str());
+    EXPECT_EQ(ini.fileName, deep);
 }
 
 TEST_F(IniFileTest, TokenLookupThroughTheSharedBuffer)
