@@ -5,7 +5,12 @@
 FILE* OpenLog(const char* mode)
 {
     // "wt"/"at": the text-mode letter means nothing here.
-    return fopen(TESSIMO_LOG_FILE, mode && mode[0] == 'w' ? "w" : "a");
+    FILE* log = fopen(TESSIMO_LOG_FILE, mode && mode[0] == 'w' ? "w" : "a");
+    // Each finished line reaches the file at once, so a run that dies while
+    // a writer holds the file open loses nothing it has written.
+    if (log)
+        setvbuf(log, nullptr, _IOLBF, 0);
+    return log;
 }
 
 void LogPrintf(const char* format, ...)

@@ -1,7 +1,8 @@
 // The engine log, "tessimo2.log" in the current directory.
 //
 // There is no open handle between writes: each writer opens the file,
-// writes and closes it, so nothing stays buffered. "wt" empties the file
+// writes and closes it, so nothing stays buffered; while a writer holds it,
+// each line goes out as it ends. "wt" empties the file
 // (only Window::Create does that), "at" appends.
 #pragma once
 
