@@ -6,6 +6,7 @@
 #include "app/input.h"
 #include "app/log.h"
 #include "platform/cursor.h"
+#include "platform/display_lost.h"
 #include "platform/gl_window.h"
 #include "platform/message_box.h"
 #include "platform/messages.h"
@@ -115,6 +116,31 @@ bool Fail(Window* window, FILE*& log, const CreateFailure& failure)
     return false;
 }
 
+// The two closing lines of a run.
+void WriteClosingLines(FILE* log, const Window& window)
+{
+    SYSTEMTIME now;
+    GetSystemTime(&now);
+    int seconds = static_cast<int>(time(nullptr) - window.startTime);
+    // Zero seconds give infinity: a float division, nothing traps.
+    float fps = static_cast<float>(window.frameCount) / static_cast<float>(seconds);
+    if (log)
+    {
+        fprintf(log, kLogDrawn, window.frameCount, seconds, fps);
+        fprintf(log, kLogShuttingDown, now.wHour, now.wMinute, now.wSecond);
+    }
+}
+
+// With the display gone nothing can be released: the log gets its closing
+// lines and the process ends (display_lost.h).
+void CloseLogOfLostDisplay()
+{
+    FILE* log = OpenLog("at");
+    if (g_window)
+        WriteClosingLines(log, *g_window);
+    Close(log);
+}
+
 void ReportRelease(FILE* log, const ReleaseFailure& failure)
 {
     MessageBox(failure.box, kShutdownCaption, MB_ICONINFORMATION);
@@ -149,6 +175,7 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
     windowed = windowed_;
     active = 1;
 
+    SetDisplayLostHandler(CloseLogOfLostDisplay);
     g_instance = GetModuleHandle(nullptr);
     WNDCLASS windowClass = {};
     windowClass.style = CS_HREDRAW | CS_VREDRAW | CS_OWNDC;
@@ -244,16 +271,7 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
 void Window::Destroy()
 {
     FILE* log = OpenLog("at");
-    SYSTEMTIME now;
-    GetSystemTime(&now);
-    int seconds = static_cast<int>(time(nullptr) - startTime);
-    // Zero seconds give infinity: a float division, nothing traps.
-    float fps = static_cast<float>(frameCount) / static_cast<float>(seconds);
-    if (log)
-    {
-        fprintf(log, kLogDrawn, frameCount, seconds, fps);
-        fprintf(log, kLogShuttingDown, now.wHour, now.wMinute, now.wSecond);
-    }
+    WriteClosingLines(log, *this);
 
     if (windowed == 0)
     {

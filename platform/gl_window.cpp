@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/display_lost.h"
+
 namespace
 {
 
@@ -98,6 +100,7 @@ bool RegisterClass(const WNDCLASS* windowClass)
     InstallCloseSignals();
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
         return false;
+    WatchDisplayConnection();
     SetWindowProc(windowClass->lpfnWndProc);
     g_classRegistered = true;
     return true;

@@ -3,7 +3,8 @@
 // (null or false on failure), over SDL's video part.
 //
 // The steps map onto SDL as follows:
-//   RegisterClass       initialises SDL video and ties the class name to the
+//   RegisterClass       initialises SDL video, watches the display connection
+//                       (display_lost.h) and ties the class name to the
 //                       window procedure; UnregisterClass shuts video down.
 //   ChangeDisplaySettings  looks for a display mode of the size asked for
 //                       and keeps it for the next popup window (CDS_FULLSCREEN);

@@ -1,0 +1,30 @@
+#include "platform/display_lost.h"
+
+#include <X11/Xlib.h>
+#include <unistd.h>
+
+namespace
+{
+
+DisplayLostHandler g_handler = nullptr;
+pid_t g_handlerOwner = 0;
+
+int OnConnectionLost(Display*)
+{
+    if (g_handler && getpid() == g_handlerOwner)
+        g_handler();
+    _exit(kDisplayLostStatus);
+}
+
+} // namespace
+
+void SetDisplayLostHandler(DisplayLostHandler handler)
+{
+    g_handler = handler;
+    g_handlerOwner = getpid();
+}
+
+void WatchDisplayConnection()
+{
+    XSetIOErrorHandler(OnConnectionLost);
+}
