@@ -1,9 +1,20 @@
 #include "platform/message_box.h"
 
 #include <SDL.h>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "platform/messages.h"
 
 namespace
 {
@@ -57,6 +68,77 @@ int ShowSdlBox(const char* text, const char* caption, unsigned style)
     return answer;
 }
 
+// In the box's own process: the copies of the program's display
+// connections (and any other socket) are pointed at a socket that nobody
+// reads, so what SDL sends on them on the way to the box never enters the
+// program's streams. The box opens a connection of its own.
+void MuteInheritedSockets()
+{
+    int ends[2];
+    DIR* fds = opendir("/proc/self/fd");
+    if (!fds || socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
+        _exit(0);
+    while (struct dirent* e = readdir(fds))
+    {
+        int fd = atoi(e->d_name);
+        struct stat st;
+        if (fd > 2 && fd != dirfd(fds) && fd != ends[0] && fd != ends[1] && fstat(fd, &st) == 0 &&
+            S_ISSOCK(st.st_mode))
+            dup2(ends[0], fd);
+    }
+    closedir(fds);
+}
+
+// SDL's box waits for a click and lets no signal through, so it is shown
+// from a process of its own that the program can end: when SIGTERM or
+// SIGINT arrives, the box (with what SDL started for it, one process group)
+// is ended and the call answers -1, leaving the signal to the main loop.
+// The box's process leaves by _exit only: the program's exit handlers and
+// files are not its own.
+int ShowBoxAside(const char* text, const char* caption, unsigned style)
+{
+    InstallCloseSignals();
+    if (CloseSignalPending())
+        return -1;
+    pid_t program = getpid();
+    pid_t box = fork();
+    if (box < 0)
+        return ShowSdlBox(text, caption, style);
+    if (box == 0)
+    {
+        setpgid(0, 0);
+        signal(SIGTERM, SIG_DFL);
+        signal(SIGINT, SIG_DFL);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != program)
+            _exit(0);
+        MuteInheritedSockets();
+        int answer = ShowSdlBox(text, caption, style);
+        _exit(answer > 0 && answer < 256 ? answer : 0);
+    }
+    setpgid(box, box);
+    const struct timespec pause = {0, 20 * 1000 * 1000};
+    int status = 0;
+    for (;;)
+    {
+        pid_t ended = waitpid(box, &status, WNOHANG);
+        if (ended == box)
+            break;
+        if (ended < 0 && errno != EINTR)
+            return -1;
+        if (CloseSignalPending())
+        {
+            kill(-box, SIGTERM);
+            while (waitpid(box, &status, 0) < 0 && errno == EINTR)
+            {
+            }
+            return -1;
+        }
+        nanosleep(&pause, nullptr);
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) > 0 ? WEXITSTATUS(status) : -1;
+}
+
 } // namespace
 
 int MessageBox(const char* text, const char* caption, unsigned style)
@@ -67,7 +149,7 @@ int MessageBox(const char* text, const char* caption, unsigned style)
         return g_hook(text, caption, style, g_hookUser);
     if (CanShowBoxes())
     {
-        int answer = ShowSdlBox(text, caption, style);
+        int answer = ShowBoxAside(text, caption, style);
         if (answer > 0)
             return answer;
     }

@@ -1,10 +1,13 @@
 // Modal message boxes with the Win32 styles and results.
 //
-// With a display (and TESSIMO_HEADLESS unset) SDL shows the box. Without
-// one, the caption and text go to standard error and the box takes its
-// default answer: IDOK, and IDYES for an MB_YESNO question (so a headless
-// run goes on the way a user would mostly choose). Nothing ever blocks when
-// nobody can click. Tests install a hook that records each box and answers.
+// With a display (and TESSIMO_HEADLESS unset) SDL shows the box, from a
+// process of its own. Without one, the caption and text go to standard
+// error and the box takes its default answer: IDOK, and IDYES for an
+// MB_YESNO question (so a headless run goes on the way a user would mostly
+// choose). Nothing ever blocks when nobody can click, nor when the program
+// is asked to end: SIGTERM or SIGINT closes an open box with its default
+// answer, and the signal then ends the run in order. Tests install a hook
+// that records each box and answers.
 #pragma once
 
 constexpr unsigned MB_OK = 0;

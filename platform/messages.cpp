@@ -105,6 +105,11 @@ void InstallCloseSignals()
     sigaction(SIGTERM, &sa, nullptr);
 }
 
+bool CloseSignalPending()
+{
+    return g_closeSignal != 0;
+}
+
 bool PeekMessage(MSG* msg)
 {
     InstallCloseSignals();

@@ -53,5 +53,8 @@ void PostMessage(uint32_t message, uintptr_t wParam, intptr_t lParam);
 // WM_CLOSE, so that a terminated program takes the orderly way out.
 // Installed by the first PeekMessage and by RegisterClass; idempotent.
 void InstallCloseSignals();
+// True while a close signal waits for the next PeekMessage (a message box
+// ends on it, and leaves it for the loop).
+bool CloseSignalPending();
 // Drops every queued message and a pending close signal (tests).
 void ClearMessageQueue();
