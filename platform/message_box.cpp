@@ -100,6 +100,9 @@ int ShowBoxAside(const char* text, const char* caption, unsigned style)
     InstallCloseSignals();
     if (CloseSignalPending())
         return -1;
+    // SDL's own process for the box is reparented here when the box's
+    // process ends before it, so that both are reaped.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     pid_t program = getpid();
     pid_t box = fork();
     if (box < 0)
@@ -129,7 +132,7 @@ int ShowBoxAside(const char* text, const char* caption, unsigned style)
         if (CloseSignalPending())
         {
             kill(-box, SIGTERM);
-            while (waitpid(box, &status, 0) < 0 && errno == EINTR)
+            while (waitpid(-box, &status, 0) > 0 || errno == EINTR)
             {
             }
             return -1;
