@@ -28,7 +28,10 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/display_lost.h"
+#include "platform/path_map.h"
 #include "support/files.h"
+#include "support/private_x_server.h"
 #include "support/process.h"
 
 namespace
@@ -108,11 +111,13 @@ std::string MakeRunDir(bool withIni)
 
 Window FindWindow(Display* dpy, Window w, const char* title)
 {
-    char* name = nullptr;
-    if (XFetchName(dpy, w, &name) && name)
+    // WM_NAME in any encoding: SDL's message boxes write it as UTF-8.
+    XTextProperty name{};
+    if (XGetWMName(dpy, w, &name) && name.value)
     {
-        bool match = strcmp(name, title) == 0;
-        XFree(name);
+        bool match = name.format == 8 && std::string(reinterpret_cast<char*>(name.value),
+                                                     name.nitems) == title;
+        XFree(name.value);
         if (match)
             return w;
     }
@@ -322,6 +327,132 @@ TEST_F(ProgramRun, RefusedWindowExitsWithStatusOne)
         std::string::npos)
         << log;
     EXPECT_EQ(log.find("- that's running!"), std::string::npos) << log;
+}
+
+// Runs unattended: from a script, over SSH, in CI.
+
+void ExpectClosingLines(const std::string& log)
+{
+    std::vector<std::string> lines = Lines(log);
+    ASSERT_GE(lines.size(), 2u) << log;
+    EXPECT_TRUE(std::regex_match(lines[lines.size() - 2],
+                                 std::regex(R"(- tessimo has drawn \d+ frames in \d+ seconds, .*)")))
+        << log;
+    EXPECT_TRUE(std::regex_match(lines.back(), std::regex(R"(- shutting down at \d+h \d+m \d+s)")))
+        << log;
+}
+
+TEST_F(ProgramRun, SigtermClosesAnOpenBoxWithItsDefaultAnswer)
+{
+    // A fullscreen mode the virtual screen does not offer: the question box
+    // opens on the display. SIGTERM takes its default (windowed) and the run
+    // ends in order, the console's text saved.
+    std::string dir = MakeRunDir(true);
+    ASSERT_FALSE(dir.empty());
+    WriteText(dir + "/ini/tessimo2.ini",
+              "[3D engine]\nfullscreen=true\nwindow_width=640\nwindow_height=480\n");
+    pid_t pid = StartProgram(dir, "dummy", {{"TESSIMO_HEADLESS", ""}});
+    Display* dpy = XOpenDisplay(nullptr);
+    ASSERT_NE(dpy, nullptr);
+    EXPECT_TRUE(WaitFor([&] { return FindWindow(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
+        << "the box never appeared";
+    XCloseDisplay(dpy);
+    kill(pid, SIGTERM);
+    EXPECT_EQ(WaitExit(pid, 10), 0);
+    std::string log = ReadText(dir + "/tessimo2.log");
+    EXPECT_NE(log.find("- that's running!"), std::string::npos) << log;
+    ExpectClosingLines(log);
+    EXPECT_FALSE(ReadText(dir + "/console.log").empty());
+}
+
+TEST_F(ProgramRun, LostDisplayEndsTheRunWithItsClosingLines)
+{
+    testsupport::PrivateXServer server;
+    ASSERT_FALSE(server.display.empty()) << "Xvfb did not start";
+    std::string dir = MakeRunDir(true);
+    ASSERT_FALSE(dir.empty());
+    pid_t pid = StartProgram(dir, "dummy", {{"DISPLAY", server.display}});
+    std::string log = dir + "/tessimo2.log";
+    EXPECT_TRUE(WaitFor(
+        [&] { return ReadText(log).find("- init openGL engine") != std::string::npos; }, 30));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    server.Kill();
+    EXPECT_EQ(WaitExit(pid, 10), kDisplayLostStatus);
+    ExpectClosingLines(ReadText(log));
+}
+
+TEST_F(ProgramRun, DeepFoldersAndByteOrderMarksKeepTheSettings)
+{
+    const std::string settings = "[3D engine]\nwindow_width=640\nwindow_height=480\n";
+    std::string deep = MakeRunDir(true);
+    ASSERT_FALSE(deep.empty());
+    while (deep.size() < 300)
+        ASSERT_EQ(mkdir((deep += "/" + std::string(60, 'd')).c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((deep + "/ini").c_str(), 0755), 0);
+    WriteText(deep + "/ini/tessimo2.ini", settings);
+    std::string marked = MakeRunDir(false);
+    ASSERT_FALSE(marked.empty());
+    mkdir((marked + "/ini").c_str(), 0755);
+    WriteText(marked + "/ini/tessimo2.ini", "\xEF\xBB\xBF" + settings);
+    for (const std::string& dir : {deep, marked})
+    {
+        std::vector<std::string> lines = Lines(RunProgram(dir, Ending::Terminate));
+        ASSERT_GE(lines.size(), 4u) << dir;
+        EXPECT_NE(lines[3].find(" in 640x480@16 "), std::string::npos) << lines[3];
+    }
+
+    // Deeper than any path the system opens: the run says so and stops
+    // instead of reading settings from another folder.
+    std::string top = MakeRunDir(false);
+    ASSERT_FALSE(top.empty());
+    std::filesystem::path back = std::filesystem::current_path();
+    ASSERT_EQ(chdir(top.c_str()), 0);
+    for (size_t depth = top.size(); depth <= kMaxPath; depth += 201)
+        ASSERT_TRUE(mkdir(std::string(200, 'd').c_str(), 0755) == 0 &&
+                    chdir(std::string(200, 'd').c_str()) == 0);
+    int status = WaitExit(StartProgram("", "dummy"), 20);
+    std::string log = ReadText("tessimo2.log");
+    std::filesystem::current_path(back);
+    EXPECT_EQ(status, 1);
+    EXPECT_NE(log.find("## cannot read the working directory"), std::string::npos) << log;
+    EXPECT_EQ(log.find("- trying"), std::string::npos) << log;
+    EXPECT_EQ(system(("rm -rf '" + top + "'").c_str()), 0);
+}
+
+// The demo's screenshot is what a person sees: the paper white, not the
+// colours of the window's own visual.
+TEST_F(ProgramRun, ScreenshotShowsWhitePaper)
+{
+    std::string dir = MakeRunDir(true);
+    ASSERT_FALSE(dir.empty());
+    pid_t pid = StartProgram(dir, "dummy");
+    EXPECT_TRUE(WaitFor(
+        [&] { return ReadText(dir + "/tessimo2.log").find("+ init fsound") != std::string::npos; },
+        30));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    std::string shot = dir + "/screenshot.png";
+    std::string cmd = "bash '" + Env("TESSIMO_SOURCE_DIR") + "/scripts/screenshot' '" + kTitle +
+                      "' '" + shot + "'";
+    EXPECT_EQ(system(cmd.c_str()), 0);
+    kill(pid, SIGTERM);
+    EXPECT_EQ(WaitExit(pid, 30), 0);
+
+    FILE* pipe = popen(("pngtopnm '" + shot + "' 2>/dev/null | ppmtoppm").c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    int width = 0, height = 0, maxval = 0;
+    int fields = fscanf(pipe, "P6 %d %d %d", &width, &height, &maxval);
+    fgetc(pipe);
+    std::vector<unsigned char> rgb(size_t(std::max(width, 0)) * std::max(height, 0) * 3);
+    size_t got = fread(rgb.data(), 1, rgb.size(), pipe);
+    pclose(pipe);
+    ASSERT_EQ(fields, 3);
+    EXPECT_EQ(width, 800);
+    EXPECT_EQ(height, 600);
+    ASSERT_EQ(got, rgb.size());
+    size_t white = 0;
+    for (size_t i = 0; i + 2 < rgb.size(); i += 3)
+        white += rgb[i] == 255 && rgb[i + 1] == 255 && rgb[i + 2] == 255;
+    EXPECT_GT(white, rgb.size() / 3 / 2) << "paper pixels of " << rgb.size() / 3;
 }
 
 } // namespace

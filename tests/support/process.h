@@ -10,6 +10,8 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace testsupport
 {
@@ -22,8 +24,10 @@ inline std::string Env(const char* name)
 
 // Starts TESSIMO_RUN_DIR/tessimo2 in `dir` (the current folder when empty)
 // with the given SDL audio driver; message boxes go to standard error
-// instead of waiting for a click.
-inline pid_t StartProgram(const std::string& dir, const char* audioDriver)
+// instead of waiting for a click. `env` is applied last: each variable set,
+// or unset where its value is empty.
+inline pid_t StartProgram(const std::string& dir, const char* audioDriver,
+                          const std::vector<std::pair<std::string, std::string>>& env = {})
 {
     std::string exe = Env("TESSIMO_RUN_DIR") + "/tessimo2";
     pid_t pid = fork();
@@ -33,6 +37,8 @@ inline pid_t StartProgram(const std::string& dir, const char* audioDriver)
             _exit(127);
         setenv("SDL_AUDIODRIVER", audioDriver, 1);
         setenv("TESSIMO_HEADLESS", "1", 1);
+        for (const auto& [name, value] : env)
+            value.empty() ? unsetenv(name.c_str()) : setenv(name.c_str(), value.c_str(), 1);
         execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
