@@ -115,8 +115,8 @@ Window FindWindow(Display* dpy, Window w, const char* title)
     XTextProperty name{};
     if (XGetWMName(dpy, w, &name) && name.value)
     {
-        bool match = name.format == 8 && std::string(reinterpret_cast<char*>(name.value),
-                                                     name.nitems) == title;
+        bool match = name.format == 8 &&
+                     std::string(reinterpret_cast<char*>(name.value), name.nitems) == title;
         XFree(name.value);
         if (match)
             return w;
@@ -335,8 +335,9 @@ void ExpectClosingLines(const std::string& log)
 {
     std::vector<std::string> lines = Lines(log);
     ASSERT_GE(lines.size(), 2u) << log;
-    EXPECT_TRUE(std::regex_match(lines[lines.size() - 2],
-                                 std::regex(R"(- tessimo has drawn \d+ frames in \d+ seconds, .*)")))
+    EXPECT_TRUE(
+        std::regex_match(lines[lines.size() - 2],
+                         std::regex(R"(- tessimo has drawn \d+ frames in \d+ seconds, .*)")))
         << log;
     EXPECT_TRUE(std::regex_match(lines.back(), std::regex(R"(- shutting down at \d+h \d+m \d+s)")))
         << log;
@@ -354,7 +355,8 @@ TEST_F(ProgramRun, SigtermClosesAnOpenBoxWithItsDefaultAnswer)
     pid_t pid = StartProgram(dir, "dummy", {{"TESSIMO_HEADLESS", ""}});
     Display* dpy = XOpenDisplay(nullptr);
     ASSERT_NE(dpy, nullptr);
-    EXPECT_TRUE(WaitFor([&] { return FindWindow(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
+    EXPECT_TRUE(
+        WaitFor([&] { return FindWindow(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
         << "the box never appeared";
     XCloseDisplay(dpy);
     kill(pid, SIGTERM);
