@@ -95,7 +95,7 @@ TEST_F(IniFileTest, TypedReadsAndTheSharedBuffer)
     ini.SetFile(deep.c_str());
     EXPECT_STREQ(ini.fileName, "");
     EXPECT_EQ(ini.GetInt("width", 800), 800);
-    EXPECT_NE(apptest::ReadText(TESSIMO_LOG_FILE).find("## path too long: <" + deep + "> ##\n"),
+    EXPECT_NE(testsupport::ReadText(TESSIMO_LOG_FILE).find("## path too long: <" + deep + "> ##\n"),
               std::string::npos);
     deep.resize(kMaxPath - 1);
     ini.SetFile(deep.c_str());

@@ -229,7 +229,7 @@ TEST_F(Profile, KeyMayShareTheOutputBuffer)
 
 TEST_F(Profile, ByteOrderMarkBeforeTheFirstSection)
 {
-    apptest::WriteText("Ini/test.ini", "\xEF\xBB\xBF[3D engine]\nwindow_width=640\n");
+    testsupport::WriteText("Ini/test.ini", "\xEF\xBB\xBF[3D engine]\nwindow_width=640\n");
     EXPECT_EQ(Read("3D engine", "window_width", "800"), "640");
 }
 
