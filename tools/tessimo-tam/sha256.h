@@ -1,5 +1,8 @@
-// SHA-256 (FIPS 180-4), for the digests of the art map's levels.
+// SHA-256 of the art map's levels, through libcrypto (which uses the
+// processor's SHA instructions where it has them).
 #pragma once
+
+#include <openssl/evp.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -8,15 +11,41 @@
 class Sha256
 {
 public:
-    Sha256();
-    void Update(const uint8_t* data, size_t size);
-    // The digest as 64 lowercase hexadecimal digits; the object is spent.
-    std::string HexDigest();
+    Sha256() : context(EVP_MD_CTX_new())
+    {
+        if (context && !EVP_DigestInit_ex(context, EVP_sha256(), nullptr))
+        {
+            EVP_MD_CTX_free(context);
+            context = nullptr;
+        }
+    }
+    ~Sha256() { EVP_MD_CTX_free(context); }
+    Sha256(const Sha256&) = delete;
+    Sha256& operator=(const Sha256&) = delete;
+
+    void Update(const uint8_t* data, size_t size)
+    {
+        if (context)
+            EVP_DigestUpdate(context, data, size);
+    }
+    // The digest as 64 lowercase hexadecimal digits, or empty where libcrypto
+    // failed; the object is spent.
+    std::string HexDigest()
+    {
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned int size = 0;
+        if (!context || !EVP_DigestFinal_ex(context, digest, &size))
+            return std::string();
+        static const char kHex[] = "0123456789abcdef";
+        std::string out;
+        for (unsigned int i = 0; i < size; ++i)
+        {
+            out += kHex[digest[i] >> 4];
+            out += kHex[digest[i] & 15];
+        }
+        return out;
+    }
 
 private:
-    void Block(const uint8_t* block);
-    uint32_t state[8];
-    uint8_t buffer[64];
-    size_t buffered = 0;
-    uint64_t totalBytes = 0;
+    EVP_MD_CTX* context;
 };
