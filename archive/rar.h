@@ -5,7 +5,8 @@
 // checks the CRC-32 of the result. All its state lies in one module-level
 // record, so one extraction runs at a time. It prints nothing: every
 // failure (no archive, no entry, unsupported version, damaged data, wrong
-// password) ends in false, with `*data` null and `*size` 0.
+// password) ends in false, with `*data` null and `*size` 0, and
+// RarLastStatus tells which it was.
 #pragma once
 
 #include <cstddef>
@@ -20,6 +21,29 @@ bool RarExtract(uint8_t** data, uint32_t* size, const char* entryName, const cha
 // The same walk over an archive that lies in memory (tests and fuzzing).
 bool RarExtractMemory(uint8_t** data, uint32_t* size, const char* entryName, const uint8_t* archive,
                       size_t archiveSize, const char* password);
+
+// Why the last extraction ended as it did.
+enum class RarStatus
+{
+    Ok,
+    NoArchive,      // the archive doesn't open
+    NotRar,         // no RAR 2.0 signature and main header
+    BadBlockHeader, // a block header's sizes lead backwards or nowhere
+    NoEntry,        // the walk ends (file end or sub-block) before the entry
+    BadVersion,     // an entry needs a version other than 1.3 to 2.0
+    TooLarge,       // the entry claims more bytes than its packed data can hold
+    NoMemory,       // the window or the output block can't be allocated
+    Truncated,      // the archive ends inside an entry's packed data
+    CorruptStream,  // the packed data end early or overrun the entry's size
+    BadCrc,         // the unpacked bytes fail their CRC-32
+    WrongPassword,  // an enciphered entry fails with the password given
+    NeedPassword,   // an enciphered entry fails without a password
+};
+
+// The status of the last RarExtract or RarExtractMemory call, and its text
+// (lower case, no full stop, e.g. "no such entry").
+RarStatus RarLastStatus();
+const char* RarStatusText(RarStatus status);
 
 // The standard CRC-32 (reflected, polynomial 0xEDB88320) of `size` bytes,
 // continuing from `crc` (0 to start).

@@ -21,6 +21,27 @@ bool g_rarPlainDecoding = false;
 namespace
 {
 
+RarStatus g_status = RarStatus::Ok;
+
+// The texts of RarStatus, in its order.
+const char* const kStatusTexts[] = {
+    "ok",
+    "no such archive",
+    "not a RAR 2.0 archive",
+    "damaged block header",
+    "no such entry",
+    "unsupported version",
+    "entry larger than its packed data can hold",
+    "out of memory",
+    "archive ends inside the packed data",
+    "damaged packed data",
+    "CRC mismatch",
+    "wrong password or damaged data",
+    "enciphered entry needs a password",
+};
+static_assert(sizeof(kStatusTexts) / sizeof(kStatusTexts[0]) == size_t(RarStatus::NeedPassword) + 1,
+              "one text for each status");
+
 const uint8_t kSignature[7] = {0x52, 0x61, 0x72, 0x21, 0x1A, 0x07, 0x00};
 const uint8_t kAltSignature[7] = {'Q', 'u', 'o', 'k', 'k', 'a', '!'};
 
@@ -83,6 +104,12 @@ bool RarCheckSignature()
     return RarReadHeader(kRarMainHead) == kRarMainHeadSize;
 }
 
+int64_t RarBrokenBlock()
+{
+    g_rar.brokenBlock = true;
+    return 0;
+}
+
 // Moves to the next file block or sub-block, passing over blocks of other
 // types. Yields the bytes read of a file block's header and name, the
 // header bytes of a sub-block, or 0 at the end of the file or at a header
@@ -99,12 +126,12 @@ int64_t RarNextFileBlock()
         if (count != 0)
         {
             if (g_rar.header.headSize < 7)
-                return 0;
+                return RarBrokenBlock();
             g_rar.nextBlock = blockStart + g_rar.header.headSize;
             if (g_rar.header.headFlags & kRarLongBlock)
                 g_rar.nextBlock += g_rar.header.packSize;
             if (g_rar.nextBlock <= blockStart)
-                return 0;
+                return RarBrokenBlock();
         }
         uint8_t type = g_rar.header.headType;
         if (count == 0 || type == kRarFileHead || type == kRarSubHead)
@@ -113,7 +140,7 @@ int64_t RarNextFileBlock()
             break;
         }
         if (fseeko(g_rar.stream, g_rar.nextBlock, SEEK_SET) != 0)
-            return 0;
+            return RarBrokenBlock();
     }
     if (g_rar.header.headType == kRarFileHead && count > 0)
     {
@@ -158,6 +185,8 @@ void RarReadStored()
     if (want > g_rar.packedLeft)
         want = g_rar.packedLeft;
     uint32_t got = want ? uint32_t(fread(g_rar.output, 1, want, g_rar.stream)) : 0;
+    if (got < want)
+        g_rar.archiveEnded = true;
     if (g_rar.cipherVersion >= 20)
         for (uint32_t i = 0; i < got; i += 16)
             RarDecipherBlock(g_rar.output + i);
@@ -166,7 +195,7 @@ void RarReadStored()
 
 // The wanted entry's output block; refused when the entry claims more bytes
 // than its packed data could possibly hold.
-bool RarAllocateOutput(int64_t archiveSize)
+RarStatus RarAllocateOutput(int64_t archiveSize)
 {
     const RarBlockHeader& h = g_rar.header;
     int64_t dataLeft = archiveSize - ftello(g_rar.stream);
@@ -175,21 +204,36 @@ bool RarAllocateOutput(int64_t archiveSize)
         packed = dataLeft > 0 ? uint64_t(dataLeft) : 0;
     uint64_t most = h.method == kRarMethodStore ? packed : (packed + 4) * 8 * kMaxBytesPerPackedBit;
     if (h.unpackSize > most)
-        return false;
+        return RarStatus::TooLarge;
     g_rar.output = static_cast<uint8_t*>(malloc(size_t(h.unpackSize) + 16));
     g_rar.written = 0;
-    return g_rar.output != nullptr;
+    return g_rar.output ? RarStatus::Ok : RarStatus::NoMemory;
+}
+
+// Why an entry that was read failed: the file's end, the packed data, or
+// the CRC; for an enciphered entry most likely the password.
+RarStatus RarEntryFailure(bool crcFailed)
+{
+    if (g_rar.archiveEnded)
+        return RarStatus::Truncated;
+    if (g_rar.header.headFlags & kRarFileEnciphered)
+        return g_rar.password[0] ? RarStatus::WrongPassword : RarStatus::NeedPassword;
+    return crcFailed ? RarStatus::BadCrc : RarStatus::CorruptStream;
 }
 
 // One entry met on the walk: unpacked if it is the wanted one or, in a
-// solid archive, stands in front of it. Yields false on a failure.
-bool RarProcessEntry(int64_t archiveSize)
+// solid archive, stands in front of it.
+RarStatus RarProcessEntry(int64_t archiveSize)
 {
     const RarBlockHeader& h = g_rar.header;
-    if (g_rar.entryFound && !RarAllocateOutput(archiveSize))
-        return false;
+    if (g_rar.entryFound)
+    {
+        RarStatus allocated = RarAllocateOutput(archiveSize);
+        if (allocated != RarStatus::Ok)
+            return allocated;
+    }
     if (h.unpackVersion < 13 || h.unpackVersion > 20)
-        return false;
+        return RarStatus::BadVersion;
     g_rar.cipherVersion = 0;
     if (g_rar.password[0] && (h.headFlags & kRarFileEnciphered))
     {
@@ -202,23 +246,22 @@ bool RarProcessEntry(int64_t archiveSize)
         RarReadStored();
     else
         RarUnpack(g_rar.window);
-    if (g_rar.damaged)
-        return false;
-    if (g_rar.output &&
-        (g_rar.written != h.unpackSize || RarCrc32(0, g_rar.output, h.unpackSize) != h.fileCrc))
-        return false;
-    return true;
+    if (g_rar.damaged || (g_rar.output && g_rar.written != h.unpackSize))
+        return RarEntryFailure(false);
+    if (g_rar.output && RarCrc32(0, g_rar.output, h.unpackSize) != h.fileCrc)
+        return RarEntryFailure(true);
+    return RarStatus::Ok;
 }
 
-bool RarWalk()
+RarStatus RarWalk()
 {
     if (!RarCheckSignature())
-        return false;
+        return RarStatus::NotRar;
     fseeko(g_rar.stream, 0, SEEK_END);
     int64_t archiveSize = ftello(g_rar.stream);
     g_rar.window = static_cast<uint8_t*>(malloc(kRarWindowSize));
     if (!g_rar.window)
-        return false;
+        return RarStatus::NoMemory;
     // Any rest of the main header is skipped.
     int64_t skip =
         g_rar.mainHeadSize > kRarMainHeadSize ? g_rar.mainHeadSize - kRarMainHeadSize : 0;
@@ -227,17 +270,18 @@ bool RarWalk()
     for (;;)
     {
         if (RarNextFileBlock() < 1 || g_rar.stoppedType == kRarSubHead)
-            return false;
+            return g_rar.brokenBlock ? RarStatus::BadBlockHeader : RarStatus::NoEntry;
         g_rar.entryFound = RarNamesMatch(g_rar.header.name, g_rar.entryName);
         if (solid || g_rar.entryFound)
         {
-            if (!RarProcessEntry(archiveSize))
-                return false;
+            RarStatus entry = RarProcessEntry(archiveSize);
+            if (entry != RarStatus::Ok)
+                return entry;
         }
         if (fseeko(g_rar.stream, g_rar.nextBlock, SEEK_SET) != 0)
-            return false;
+            return RarStatus::BadBlockHeader;
         if (g_rar.entryFound)
-            return true;
+            return RarStatus::Ok;
     }
 }
 
@@ -259,7 +303,8 @@ bool RarExtractStream(FILE* stream, uint8_t** data, uint32_t* size, const char* 
     CopyString(g_rar.archiveName, archiveName, sizeof(g_rar.archiveName));
     CopyString(g_rar.password, password, sizeof(g_rar.password));
     g_rar.stream = stream;
-    bool ok = RarWalk();
+    g_status = RarWalk();
+    bool ok = g_status == RarStatus::Ok;
 
     volatile char* wipe = g_rar.password;
     for (size_t i = 0; i < sizeof(g_rar.password); ++i)
@@ -287,6 +332,7 @@ bool RarExtract(uint8_t** data, uint32_t* size, const char* entryName, const cha
 {
     *data = nullptr;
     *size = 0;
+    g_status = RarStatus::NoArchive;
     char path[1024];
     if (!MapPath(archiveName, path, sizeof(path)))
         return false;
@@ -301,12 +347,24 @@ bool RarExtractMemory(uint8_t** data, uint32_t* size, const char* entryName, con
 {
     *data = nullptr;
     *size = 0;
+    g_status = archiveSize ? RarStatus::NoMemory : RarStatus::NotRar;
     if (archiveSize == 0)
         return false;
     FILE* stream = fmemopen(const_cast<uint8_t*>(archive), archiveSize, "rb");
     if (!stream)
         return false;
     return RarExtractStream(stream, data, size, entryName, "", password);
+}
+
+RarStatus RarLastStatus()
+{
+    return g_status;
+}
+
+const char* RarStatusText(RarStatus status)
+{
+    size_t i = size_t(status);
+    return i < sizeof(kStatusTexts) / sizeof(kStatusTexts[0]) ? kStatusTexts[i] : "unknown status";
 }
 
 bool RarNamesMatch(const char* a, const char* b)

@@ -113,7 +113,9 @@ struct RarRecord
     uint8_t* output; // the wanted entry's block, null for entries passed through
     uint32_t written;
     bool entryFound;
-    bool damaged; // the packed data ended before the entry did
+    bool damaged;      // the packed data ended before the entry did
+    bool brokenBlock;  // a block header led backwards or nowhere
+    bool archiveEnded; // the file ended inside an entry's packed data
 
     // Cipher.
     int cipherVersion;

@@ -49,7 +49,10 @@ uint32_t RarReadPacked(uint8_t* to, uint32_t count)
     uint32_t got = count ? uint32_t(fread(to, 1, count, g_rar.stream)) : 0;
     g_rar.packedLeft -= got;
     if (got < count)
+    {
         g_rar.packedLeft = 0; // the archive ends early
+        g_rar.archiveEnded = true;
+    }
     if (g_rar.packedLeft == 0)
         g_rar.inputDry = true;
     if (got && g_rar.cipherVersion >= 20)

@@ -237,6 +237,7 @@ TEST(ArchiveRoundTrip, EveryPasswordLength)
         std::string shorter = password.substr(0, n - 1);
         EXPECT_FALSE(RarExtractMemory(&data, &size, "packed", archive.data(), archive.size(),
                                       shorter.c_str()));
+        EXPECT_EQ(RarLastStatus(), n == 1 ? RarStatus::NeedPassword : RarStatus::WrongPassword);
         EXPECT_EQ(data, nullptr);
         EXPECT_EQ(size, 0u);
     }
@@ -382,7 +383,9 @@ TEST(ArchiveFileBuffer, DiskPathsReadsAndArchive)
     FileBuffer missing;
     EXPECT_FALSE(missing.Open("no\\such.file", "", nullptr));
     EXPECT_FALSE(missing.Open("no\\such.file", "data.rar", nullptr));
+    EXPECT_EQ(RarLastStatus(), RarStatus::NoEntry);
     EXPECT_FALSE(missing.Open("tsm\\avion.tsm", "no.rar", nullptr));
+    EXPECT_EQ(RarLastStatus(), RarStatus::NoArchive);
     missing.Close();
     missing.Close();
 }

@@ -35,6 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
         bool ok = RarExtractMemory(&data, &length, name.c_str(), bytes, size, "mirodune");
         if (!ok && (data || length))
             abort();
+        // The status agrees with the result and has a text.
+        if (ok != (RarLastStatus() == RarStatus::Ok) || !RarStatusText(RarLastStatus())[0])
+            abort();
         // The block must be whole: reading all of it is checked by ASan.
         volatile uint32_t sum = 0;
         for (uint32_t i = 0; i < length; i += 64)

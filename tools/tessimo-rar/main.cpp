@@ -107,50 +107,14 @@ int List(int argc, char** argv)
     return 0;
 }
 
-// After a failed extraction, the walk over the headers tells why.
-struct Diagnosis
-{
-    const char* entry;
-    bool solid;
-    bool found = false;
-    bool badVersion = false;
-};
-
-void Diagnose(const RarEntryInfo& e, void* user)
-{
-    Diagnosis* d = static_cast<Diagnosis*>(user);
-    if (d->found)
-        return;
-    bool wanted = RarNamesMatch(e.name, d->entry);
-    if ((wanted || d->solid) && (e.unpackVersion < 13 || e.unpackVersion > 20))
-        d->badVersion = true;
-    d->found = wanted;
-}
-
-bool IsSolid(const char* archive)
-{
-    FILE* file = fopen(archive, "rb");
-    uint8_t head[12] = {};
-    bool solid = file && fread(head, 1, 12, file) == 12 && (head[10] & 0x08);
-    if (file)
-        fclose(file);
-    return solid;
-}
-
+// The reader's reason for a failed extraction, naming the archive where
+// the fault lies in the archive as a whole, the entry otherwise.
 std::string WhyExtractFailed(const char* archive, const char* entry)
 {
-    if (access(archive, R_OK) != 0)
-        return std::string("no such archive: ") + archive;
-    Diagnosis d;
-    d.entry = entry;
-    d.solid = IsSolid(archive);
-    if (!RarListEntries(archive, Diagnose, &d))
-        return std::string("not a RAR 2.0 archive: ") + archive;
-    if (!d.found)
-        return std::string("no such entry: ") + entry;
-    if (d.badVersion)
-        return std::string("unsupported version: ") + entry;
-    return std::string("wrong password or damaged data: ") + entry;
+    RarStatus status = RarLastStatus();
+    bool aboutArchive = status == RarStatus::NoArchive || status == RarStatus::NotRar ||
+                        status == RarStatus::BadBlockHeader;
+    return std::string(RarStatusText(status)) + ": " + (aboutArchive ? archive : entry);
 }
 
 int Extract(int argc, char** argv)
