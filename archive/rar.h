@@ -33,7 +33,7 @@ enum class RarStatus
     BadVersion,     // an entry needs a version other than 1.3 to 2.0
     TooLarge,       // the entry claims more bytes than its packed data can hold
     NoMemory,       // the window or the output block can't be allocated
-    Truncated,      // the archive ends inside an entry's packed data
+    Truncated,      // the file ends inside a block
     CorruptStream,  // the packed data end early or overrun the entry's size
     BadCrc,         // the unpacked bytes fail their CRC-32
     WrongPassword,  // an enciphered entry fails with the password given

@@ -33,7 +33,7 @@ const char* const kStatusTexts[] = {
     "unsupported version",
     "entry larger than its packed data can hold",
     "out of memory",
-    "archive ends inside the packed data",
+    "archive cut short",
     "damaged packed data",
     "CRC mismatch",
     "wrong password or damaged data",
@@ -123,6 +123,10 @@ int64_t RarNextFileBlock()
     {
         blockStart = ftello(g_rar.stream);
         count = RarReadHeader(kRarFileHead);
+        // Every block header has 7 bytes, a file block's 32: fewer, and the
+        // file has ended inside it.
+        if ((count != 0 && count < 7) || (g_rar.header.headType == kRarFileHead && count < 32))
+            g_rar.archiveEnded = g_rar.archiveEnded || count != 0;
         if (count != 0)
         {
             if (g_rar.header.headSize < 7)
@@ -149,6 +153,8 @@ int64_t RarNextFileBlock()
             nameSize = kRarNameMax;
         size_t got = fread(g_rar.header.name, 1, nameSize, g_rar.stream);
         g_rar.header.name[got] = 0;
+        if (got < nameSize)
+            g_rar.archiveEnded = true;
         return count + nameSize;
     }
     g_rar.header = saved;
@@ -210,12 +216,11 @@ RarStatus RarAllocateOutput(int64_t archiveSize)
     return g_rar.output ? RarStatus::Ok : RarStatus::NoMemory;
 }
 
-// Why an entry that was read failed: the file's end, the packed data, or
-// the CRC; for an enciphered entry most likely the password.
+// Why an entry that was read failed: its packed data or its CRC; for an
+// enciphered entry most likely the password. (A file that ended inside it
+// outranks both, see RarWalk.)
 RarStatus RarEntryFailure(bool crcFailed)
 {
-    if (g_rar.archiveEnded)
-        return RarStatus::Truncated;
     if (g_rar.header.headFlags & kRarFileEnciphered)
         return g_rar.password[0] ? RarStatus::WrongPassword : RarStatus::NeedPassword;
     return crcFailed ? RarStatus::BadCrc : RarStatus::CorruptStream;
@@ -270,18 +275,24 @@ RarStatus RarWalk()
     for (;;)
     {
         if (RarNextFileBlock() < 1 || g_rar.stoppedType == kRarSubHead)
-            return g_rar.brokenBlock ? RarStatus::BadBlockHeader : RarStatus::NoEntry;
+            return g_rar.archiveEnded  ? RarStatus::Truncated
+                   : g_rar.brokenBlock ? RarStatus::BadBlockHeader
+                                       : RarStatus::NoEntry;
         g_rar.entryFound = RarNamesMatch(g_rar.header.name, g_rar.entryName);
         if (solid || g_rar.entryFound)
         {
             RarStatus entry = RarProcessEntry(archiveSize);
             if (entry != RarStatus::Ok)
-                return entry;
+                return g_rar.archiveEnded ? RarStatus::Truncated : entry;
         }
+        // A next block beyond the file's end: the walk would find nothing more.
+        bool beyond = g_rar.nextBlock > archiveSize;
         if (fseeko(g_rar.stream, g_rar.nextBlock, SEEK_SET) != 0)
-            return RarStatus::BadBlockHeader;
+            return beyond ? RarStatus::Truncated : RarStatus::BadBlockHeader;
         if (g_rar.entryFound)
             return RarStatus::Ok;
+        if (beyond)
+            return RarStatus::Truncated;
     }
 }
 
