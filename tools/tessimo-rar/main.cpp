@@ -113,7 +113,7 @@ std::string WhyExtractFailed(const char* archive, const char* entry)
 {
     RarStatus status = RarLastStatus();
     bool aboutArchive = status == RarStatus::NoArchive || status == RarStatus::NotRar ||
-                        status == RarStatus::BadBlockHeader;
+                        status == RarStatus::BadBlockHeader || status == RarStatus::Truncated;
     return std::string(RarStatusText(status)) + ": " + (aboutArchive ? archive : entry);
 }
 
