@@ -5,6 +5,7 @@
 #include "app/log.h"
 #include "console/console.h"
 #include "platform/path_map.h"
+#include "resources/screen_font.h"
 
 namespace
 {
@@ -47,8 +48,9 @@ Engine::~Engine()
         console->Printf("> %d vertex program have been deleted", programsDeleted);
         console->SaveLog("console.log");
     }
-    // The font and the vertex pool are deleted here, before the console,
-    // once their subsystems exist.
+    // Font, console, then the vertex pool once its subsystem exists.
+    delete font;
+    font = nullptr;
     delete console;
     console = nullptr;
 }

@@ -1,13 +1,13 @@
 #include "hatching/preview_state.h"
 
-#include "resources/engine_base.h"
 #include "app/gl_entry_points.h"
+#include "resources/engine_base.h"
 #include "resources/texture.h"
 
 uint32_t PreparePreview(Texture* texture, uint32_t enable, uint32_t disable)
 {
     EngineBase* e = g_engine;
-    e->currentShader = nullptr;
+    e->SetShader(nullptr);
     if (e->activeTextureUnit != GL_TEXTURE0_ARB && ep_glActiveTextureARB)
     {
         glActiveTextureARB(GL_TEXTURE0_ARB);
@@ -24,8 +24,7 @@ uint32_t PreparePreview(Texture* texture, uint32_t enable, uint32_t disable)
         glEnable(enable);
         e->unitTextureEnabled[unit] = 1;
     }
-    texture->Bind();
-    e->currentTexture = texture;
+    e->SetTexture(texture);
     if (e->lightingEnabled)
     {
         glDisable(GL_LIGHTING);

@@ -14,15 +14,15 @@
 #include <string>
 #include <vector>
 
+#include "app/format_string.h"
+#include "app/gl_entry_points.h"
+#include "app/gl_setup.h"
 #include "app/input.h"
 #include "app/window.h"
 #include "support/files.h"
 #include "console/console.h"
-#include "engine/engine.h"
-#include "app/format_string.h"
-#include "app/gl_entry_points.h"
-#include "app/gl_setup.h"
 #include "demo/hatching_demo.h"
+#include "engine/engine.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "support/gl_context.h"
@@ -43,6 +43,14 @@ std::vector<std::string> ConsoleLines(const Console* console)
     return lines;
 }
 
+// Makes `engine` the one g_engine for a scope: the font that Init makes
+// asks it for its shader.
+struct CurrentEngine
+{
+    explicit CurrentEngine(EngineBase* engine) { g_engine = engine; }
+    ~CurrentEngine() { g_engine = nullptr; }
+};
+
 // One window and GL context for the whole suite, in a folder of its own
 // (the log is written to the current directory).
 class EngineGl : public ::testing::Test
@@ -51,6 +59,10 @@ protected:
     static void SetUpTestSuite()
     {
         dir = new TempDir;
+        // The font's shader with no stage: Init then loads no texture and
+        // adds nothing to the log.
+        std::filesystem::create_directory(dir->path + "/ini");
+        apptest::WriteText(dir->path + "/ini/Shaders.ini", "[Font]\nnbstages=0\n");
         context = new testsupport::GlContext(128, 96);
     }
     static void TearDownTestSuite()
@@ -249,6 +261,7 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
     MessageBoxCapture boxes;
     std::string before = ReadText(dir->path + "/tessimo2.log");
     Engine engine;
+    CurrentEngine current(&engine);
     ASSERT_TRUE(engine.Init());
     EXPECT_TRUE(boxes.boxes.empty());
     EXPECT_EQ(ReadText(dir->path + "/tessimo2.log"), before);
@@ -352,6 +365,7 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
     std::string before = ReadText(log);
     // Only the second vertex array range: the first is not found by prefix.
     DoctoredEngine engine("GL_EXT_texture_edge_clamp GL_NV_vertex_array_range2");
+    CurrentEngine current(&engine);
     EXPECT_TRUE(engine.Init());
 
     EXPECT_FALSE(engine.hasMultitexture);
@@ -515,13 +529,14 @@ TEST_F(EngineGl, TeardownReportsAndSavesTheConsole)
     std::remove(saved.c_str());
     {
         Engine engine;
+        CurrentEngine current(&engine);
         ASSERT_TRUE(engine.Init());
         engine.console->Printf("> last line of the run");
     }
     std::string text = ReadText(saved);
     EXPECT_EQ(text.find("> multitexturing supported\n"), 0u);
     const std::string tail = "> last line of the run\n"
-                             "> 0 shaders have been deleted\n"
+                             "> 1 shaders have been deleted\n"
                              "> 0 textures have been deleted\n"
                              "> 0 vertex program have been deleted\n";
     ASSERT_GE(text.size(), tail.size());
@@ -548,6 +563,7 @@ TEST_F(EngineGl, FormatStringSharesOneBoundedBuffer)
 TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
 {
     Engine engine;
+    CurrentEngine current(&engine);
     ASSERT_TRUE(engine.Init());
     glEnable(GL_LIGHTING);
     glEnable(GL_TEXTURE_2D);

@@ -1,0 +1,320 @@
+// Putting a shader on the GL state and taking it off again.
+//
+// Every switch of a capability, change of active unit, depth function,
+// depth mask and front face goes through the engine's render-state cache:
+// the cache is tested here, before the GL call. Material colours, the blend
+// function, texture coordinate generation modes, the combine set-up and the
+// texture matrix are sent at every Apply; the pointer test of SetShader is
+// what keeps their number down.
+#include "resources/shader.h"
+
+#include <cstdio>
+
+#include "app/gl_entry_points.h"
+#include "platform/message_box.h"
+#include "platform/messages.h"
+#include "resources/engine_base.h"
+#include "resources/texture.h"
+
+namespace
+{
+
+const char* const kNoCombineText = "For now, only 3d card with the extension "
+                                   "GL_arb_texture_env_combine or GL_ext_texture_env_combine "
+                                   "can use this program!";
+const char* const kNoCombineCaption = "Buy a real 3d card";
+// The exit value of the run that a missing combine extension ends.
+constexpr int kNoCombineExit = 0x8570;
+
+void SetColour(float (&c)[4], float r, float g, float b, float a)
+{
+    c[0] = r;
+    c[1] = g;
+    c[2] = b;
+    c[3] = a;
+}
+
+// Makes `unit` the active texture unit, through the cache.
+void SelectUnit(uint32_t unit)
+{
+    EngineBase* e = g_engine;
+    if (e->activeTextureUnit != unit)
+    {
+        e->activeTextureUnit = unit;
+        if (ep_glActiveTextureARB)
+            glActiveTextureARB(unit);
+    }
+}
+
+// Index of the active unit in the cache's tables.
+uint32_t UnitIndex()
+{
+    return g_engine->activeTextureUnit - GL_TEXTURE0_ARB;
+}
+
+// The active unit's texture target off. A stage without a texture can't
+// say which target it had on, so both targets a stage can have go off.
+void DisableUnitTexture(const Texture* texture)
+{
+    uint32_t i = UnitIndex();
+    if (i >= Shader::kMaxStages || !g_engine->unitTextureEnabled[i])
+        return;
+    if (texture)
+    {
+        glDisable(texture->target);
+    }
+    else
+    {
+        glDisable(GL_TEXTURE_2D);
+        glDisable(GL_TEXTURE_3D);
+    }
+    g_engine->unitTextureEnabled[i] = 0;
+}
+
+} // namespace
+
+Material::Material()
+{
+    SetColour(ambient, 0.2f, 0.2f, 0.2f, 1.0f);
+    SetColour(diffuse, 0.8f, 0.8f, 0.8f, 1.0f);
+    SetColour(specular, 0, 0, 0, 1.0f);
+    shininess = 0;
+    SetColour(emission, 0, 0, 0, 1.0f);
+}
+
+void Material::Apply()
+{
+    glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, ambient);
+    glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, diffuse);
+    glMaterialfv(GL_FRONT, GL_SPECULAR, specular);
+    glMaterialfv(GL_FRONT, GL_SHININESS, &shininess);
+    glMaterialfv(GL_FRONT, GL_EMISSION, emission);
+}
+
+void Material::ReservedMaterialOperation() {}
+
+Shader::Shader(const char* shaderName) : vertexProgram(nullptr), material(nullptr), stageCount(0)
+{
+    for (ShaderStage& stage : stages)
+    {
+        stage.texture = nullptr;
+        stage.scale.Set(0, 0, 0, 0);
+        stage.scrollSpeed.Set(0, 0, 0, 0);
+        stage.scrollOffset.Set(0, 0, 0, 0);
+    }
+    snprintf(name, sizeof name, "%s", shaderName ? shaderName : "");
+}
+
+Shader::~Shader()
+{
+    ReleaseMaterial();
+}
+
+void Shader::ReleaseMaterial()
+{
+    delete material;
+    material = nullptr;
+}
+
+void Shader::Apply()
+{
+    if (material)
+        material->Apply();
+    ApplyCulling();
+    ApplyDepth();
+    ApplyBlending();
+    for (int32_t i = 0; i < stageCount && i < kMaxStages; ++i)
+        ApplyStage(stages[i], GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
+    glMatrixMode(GL_MODELVIEW);
+    g_engine->SetVertexProgram(hasVertexProgram ? vertexProgram : nullptr);
+}
+
+void Shader::ApplyCulling()
+{
+    EngineBase* e = g_engine;
+    if (culling)
+    {
+        if (!e->cullFaceEnabled)
+        {
+            glEnable(GL_CULL_FACE);
+            e->cullFaceEnabled = 1;
+        }
+        GLenum winding = ccw ? GL_CCW : GL_CW;
+        if (winding != e->cachedFrontFace)
+        {
+            e->cachedFrontFace = winding;
+            glFrontFace(winding);
+        }
+    }
+    else if (e->cullFaceEnabled)
+    {
+        glDisable(GL_CULL_FACE);
+        e->cullFaceEnabled = 0;
+    }
+}
+
+// Without the depth test the shader's function and mask are ignored: depth
+// writes stay as the shader before left them.
+void Shader::ApplyDepth()
+{
+    EngineBase* e = g_engine;
+    if (!depthTest)
+    {
+        if (e->depthTestEnabled)
+        {
+            glDisable(GL_DEPTH_TEST);
+            e->depthTestEnabled = 0;
+        }
+        return;
+    }
+    if (!e->depthTestEnabled)
+    {
+        glEnable(GL_DEPTH_TEST);
+        e->depthTestEnabled = 1;
+    }
+    if (depthFunc != e->cachedDepthFunc)
+    {
+        glDepthFunc(depthFunc);
+        e->cachedDepthFunc = depthFunc;
+    }
+    if (depthMask && !e->depthMaskEnabled)
+    {
+        glDepthMask(GL_TRUE);
+        e->depthMaskEnabled = 1;
+    }
+    else if (!depthMask && e->depthMaskEnabled)
+    {
+        glDepthMask(GL_FALSE);
+        e->depthMaskEnabled = 0;
+    }
+}
+
+void Shader::ApplyBlending()
+{
+    EngineBase* e = g_engine;
+    if (blending)
+    {
+        glBlendFunc(blendSrc, blendDst);
+        if (!e->blendEnabled)
+        {
+            glEnable(GL_BLEND);
+            e->blendEnabled = 1;
+        }
+    }
+    else if (e->blendEnabled)
+    {
+        glDisable(GL_BLEND);
+        e->blendEnabled = 0;
+    }
+}
+
+void Shader::ApplyStage(const ShaderStage& stage, uint32_t unit)
+{
+    EngineBase* e = g_engine;
+    SelectUnit(unit);
+    uint32_t i = UnitIndex();
+
+    // A stage whose map didn't load keeps its texture target off, so that
+    // it draws as if the unit had no texture.
+    if (stage.texture)
+    {
+        stage.texture->Bind();
+        if (!e->unitTextureEnabled[i])
+        {
+            glEnable(stage.texture->target);
+            e->unitTextureEnabled[i] = 1;
+        }
+    }
+    else
+        DisableUnitTexture(nullptr);
+
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+    if (!stage.staticTransform)
+    {
+        glTranslatef(stage.scrollOffset.x, stage.scrollOffset.y, 0);
+        glRotatef(stage.rotationAngle, 0, 0, 1);
+        glScalef(stage.scale.x, stage.scale.y, 1);
+    }
+
+    if (stage.tcgenEnabled)
+    {
+        glTexGeni(GL_S, GL_TEXTURE_GEN_MODE, static_cast<GLint>(stage.tcgenMode));
+        glTexGeni(GL_T, GL_TEXTURE_GEN_MODE, static_cast<GLint>(stage.tcgenMode));
+        if (!e->unitTexGenS[i])
+        {
+            glEnable(GL_TEXTURE_GEN_S);
+            e->unitTexGenS[i] = 1;
+        }
+        if (!e->unitTexGenT[i])
+        {
+            glEnable(GL_TEXTURE_GEN_T);
+            e->unitTexGenT[i] = 1;
+        }
+    }
+    else
+    {
+        if (e->unitTexGenS[i])
+        {
+            glDisable(GL_TEXTURE_GEN_S);
+            e->unitTexGenS[i] = 0;
+        }
+        if (e->unitTexGenT[i])
+        {
+            glDisable(GL_TEXTURE_GEN_T);
+            e->unitTexGenT[i] = 0;
+        }
+    }
+
+    if (!e->hasTexEnvCombine)
+    {
+        // Fatal, but only here: the box, then a quit message that ends the
+        // main loop after this frame. The other stages follow all the same.
+        MessageBox(kNoCombineText, kNoCombineCaption, 0);
+        PostQuitMessage(kNoCombineExit);
+        return;
+    }
+    // Only arguments 0 and 1 exist: a third one comes from GL's defaults.
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, static_cast<GLint>(stage.sourceRgb0));
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, static_cast<GLint>(stage.sourceRgb1));
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, static_cast<GLint>(stage.opRgb0));
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, static_cast<GLint>(stage.opRgb1));
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, static_cast<GLint>(stage.combineRgb));
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_ALPHA, static_cast<GLint>(stage.sourceAlpha0));
+    glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_ALPHA, static_cast<GLint>(stage.sourceAlpha1));
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_ALPHA, static_cast<GLint>(stage.opAlpha0));
+    glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_ALPHA, static_cast<GLint>(stage.opAlpha1));
+    glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_ALPHA, static_cast<GLint>(stage.combineAlpha));
+    glTexEnvf(GL_TEXTURE_ENV, GL_RGB_SCALE, stage.rgbScale);
+    glTexEnvf(GL_TEXTURE_ENV, GL_ALPHA_SCALE, stage.alphaScale);
+}
+
+// The client-active unit is whichever the mesh drawing chose last; it isn't
+// selected here. Matrices, coordinate generation, combine set-up, blending,
+// depth, culling and the vertex program stay as Apply left them.
+void Shader::Unapply()
+{
+    for (int32_t i = 0; i < stageCount && i < kMaxStages; ++i)
+    {
+        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        SelectUnit(GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
+        DisableUnitTexture(stages[i].texture);
+    }
+}
+
+// Neither angle nor offset is wrapped: they run on for as long as the
+// program does.
+void Shader::Update()
+{
+    for (int32_t i = 0; i < stageCount && i < kMaxStages; ++i)
+    {
+        ShaderStage& stage = stages[i];
+        if (stage.staticTransform)
+            continue;
+        stage.scrollOffset.x += stage.scrollSpeed.x;
+        stage.scrollOffset.y += stage.scrollSpeed.y;
+        stage.scrollOffset.z += stage.scrollSpeed.z;
+        stage.rotationAngle += stage.rotationSpeed;
+    }
+}

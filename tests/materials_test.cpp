@@ -1,0 +1,425 @@
+// Materials without GL: the token table against the GL headers, the
+// definition reader (defaults, the scan quirks, bad values) on an engine
+// whose registries only record, the stage animation, the cut line of a
+// rejected vertex program, and the textures tessimo-font makes.
+#include <gtest/gtest.h>
+
+#include <GL/gl.h>
+#include <GL/glext.h>
+#include <cstring>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+
+#include "app/ini_file.h"
+#include "app_test_util.h"
+#include "resources/shader.h"
+#include "resources/vertex_program.h"
+#include "support/material_files.h"
+#include "support/stub_engine.h"
+
+namespace
+{
+
+using testsupport::ReadFile;
+using testsupport::SourcePath;
+using testsupport::StubEngine;
+using testsupport::WriteMaterialFiles;
+
+// The [OpenGL] section of a token file: name to value text.
+std::map<std::string, std::string> TokenSection(const std::string& text)
+{
+    std::map<std::string, std::string> tokens;
+    std::istringstream in(text);
+    std::string line;
+    bool inside = false;
+    while (std::getline(in, line))
+    {
+        if (!line.empty() && line[0] == '[')
+            inside = line.rfind("[OpenGL]", 0) == 0;
+        else if (inside && line.find('=') != std::string::npos && line[0] != ';')
+            tokens[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+    }
+    return tokens;
+}
+
+// Every "#define GL_NAME 0x..." of the GL headers this machine has.
+std::map<std::string, unsigned long> HeaderConstants()
+{
+    std::map<std::string, unsigned long> constants;
+    std::regex define(R"(^#define\s+(GL_\w+)\s+(0x[0-9A-Fa-f]+|[0-9]+)\s*$)");
+    for (const char* header : {TESSIMO_GL_HEADERS "/gl.h", TESSIMO_GL_HEADERS "/glext.h"})
+    {
+        std::istringstream in(ReadFile(header));
+        std::string line;
+        std::smatch m;
+        while (std::getline(in, line))
+            if (std::regex_match(line, m, define))
+                constants.emplace(m[1], std::stoul(m[2], nullptr, 0));
+    }
+    return constants;
+}
+
+TEST(TokenTable, EveryTokenHasTheNumberOfTheGlHeadersAndEveryUseIsListed)
+{
+    std::map<std::string, std::string> tokens =
+        TokenSection(ReadFile(SourcePath("data/ini/tokens.ini")));
+    std::map<std::string, unsigned long> headers = HeaderConstants();
+    ASSERT_GT(headers.size(), 1000u) << "GL headers not read from " TESSIMO_GL_HEADERS;
+    ASSERT_FALSE(tokens.empty());
+    for (const auto& [name, value] : tokens)
+    {
+        if (!headers.count(name))
+        {
+            ADD_FAILURE() << name << " is no GL constant";
+            continue;
+        }
+        // Read the way the engine reads it: "%X".
+        unsigned parsed = 0;
+        ASSERT_EQ(sscanf(value.c_str(), "%X", &parsed), 1) << name;
+        EXPECT_EQ(parsed, headers[name]) << name << "=" << value;
+    }
+
+    // The defaults of the definition reader, and every token value of the
+    // shipped definitions, must be in the table.
+    std::set<std::string> used = {"GL_LESS",
+                                  "GL_ONE",
+                                  "GL_ZERO",
+                                  "GL_LINEAR",
+                                  "GL_REPEAT",
+                                  "GL_TEXTURE",
+                                  "GL_PREVIOUS",
+                                  "GL_SRC_COLOR",
+                                  "GL_SRC_ALPHA",
+                                  "GL_MODULATE",
+                                  "GL_LINEAR_MIPMAP_NEAREST"};
+    std::istringstream shaders(ReadFile(SourcePath("data/ini/Shaders.ini")));
+    std::string line;
+    std::smatch m;
+    while (std::getline(shaders, line))
+        if (std::regex_match(line, m, std::regex(R"(^\w+=(GL_\w+)\s*$)")))
+            used.insert(m[1]);
+    for (const std::string& name : used)
+        EXPECT_TRUE(tokens.count(name)) << name << " is used but not in the token table";
+}
+
+class ShaderFile : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(dir.path.empty());
+        engine = new StubEngine(dir.path);
+        g_engine = engine;
+    }
+    void TearDown() override
+    {
+        g_engine = nullptr;
+        delete engine;
+    }
+    Shader* Load(const std::string& definitions, const char* name)
+    {
+        WriteMaterialFiles(dir.path, definitions);
+        Shader* shader = new Shader(name);
+        shader->Load(engine->shaderDefinitions);
+        return shader;
+    }
+
+    apptest::TempDir dir;
+    StubEngine* engine = nullptr;
+};
+
+void ExpectColour(const float* c, float r, float g, float b, float a, const char* what)
+{
+    EXPECT_FLOAT_EQ(c[0], r) << what;
+    EXPECT_FLOAT_EQ(c[1], g) << what;
+    EXPECT_FLOAT_EQ(c[2], b) << what;
+    EXPECT_FLOAT_EQ(c[3], a) << what;
+}
+
+TEST_F(ShaderFile, AMissingSectionGivesEveryDefault)
+{
+    std::unique_ptr<Shader> s(Load("[Other]\nnbstages=3\n", "Nowhere"));
+    ExpectColour(s->material->ambient, 1, 1, 1, 1, "ambient");
+    ExpectColour(s->material->specular, 1, 1, 1, 1, "specular");
+    ExpectColour(s->material->emission, 1, 1, 1, 1, "emission");
+    EXPECT_EQ(s->material->shininess, 0.0f);
+    EXPECT_TRUE(s->culling && s->ccw && s->depthTest && s->depthMask);
+    EXPECT_FALSE(s->blending);
+    EXPECT_FALSE(s->hasVertexProgram);
+    EXPECT_EQ(s->depthFunc, GLenum(GL_LESS));
+    EXPECT_EQ(s->blendSrc, GLenum(GL_ONE));
+    EXPECT_EQ(s->blendDst, GLenum(GL_ZERO));
+    ASSERT_EQ(s->stageCount, 1);
+    ASSERT_EQ(engine->textureRequests.size(), 1u);
+    const testsupport::TextureRequest& t = engine->textureRequests[0];
+    EXPECT_EQ(t.name, "tga\\Default.tga");
+    EXPECT_EQ(t.wrapS, GLenum(GL_REPEAT));
+    EXPECT_EQ(t.wrapT, GLenum(GL_REPEAT));
+    EXPECT_EQ(t.magFilter, GLenum(GL_LINEAR));
+    EXPECT_EQ(t.minFilter, GLenum(GL_LINEAR_MIPMAP_NEAREST));
+    const ShaderStage& st = s->stages[0];
+    EXPECT_EQ(st.tcgenMode, 0xFFFFFFFFu);
+    EXPECT_FALSE(st.tcgenEnabled);
+    EXPECT_TRUE(st.staticTransform);
+    EXPECT_EQ(st.sourceRgb0, GLenum(GL_TEXTURE));
+    EXPECT_EQ(st.sourceRgb1, GLenum(GL_PREVIOUS));
+    EXPECT_EQ(st.opRgb1, GLenum(GL_SRC_COLOR));
+    EXPECT_EQ(st.opAlpha0, GLenum(GL_SRC_ALPHA));
+    EXPECT_EQ(st.combineRgb, GLenum(GL_MODULATE));
+    EXPECT_EQ(st.combineAlpha, GLenum(GL_MODULATE));
+    EXPECT_EQ(st.rgbScale, 1.0f);
+    EXPECT_EQ(st.alphaScale, 1.0f);
+    EXPECT_EQ(st.scale.x, 1.0f);
+    EXPECT_EQ(st.scale.w, 0.0f);
+
+    // Without a token file every token is all bits set.
+    std::filesystem::remove(dir.path + "/ini/tokens.ini");
+    s->Load(engine->shaderDefinitions);
+    EXPECT_EQ(s->depthFunc, 0xFFFFFFFFu);
+    EXPECT_EQ(s->stages[0].combineRgb, 0xFFFFFFFFu);
+    EXPECT_EQ(engine->textureRequests.back().minFilter, 0xFFFFFFFFu);
+}
+
+TEST_F(ShaderFile, ValuesAreReadWithTheirScanRules)
+{
+    std::unique_ptr<Shader> s(Load(R"([Glass]
+ambient=( 0.5, 0.25, 0.125, 0.75 )
+diffuse=(0.5, 0.25, 0.125, 0.75 )
+specular=( 0.5,0.25, 0.125, 0.75 )
+emission=banana
+shininess=12.5
+culling=FALSE
+ccw=True
+depthtest=yes
+depthfunc=GL_GREATER
+blendsrc=0x302
+blenddst=GL_ONE_MINUS_SRC_ALPHA
+blending=TRUE
+nbstages=2
+vertex_program=NONE
+[Glass - TU0]
+map=tga\glass.tga
+mag_filter=GL_NEAREST
+wrap_u=GL_CLAMP
+scroll=( 0.25, -0.5 )
+scale=( 1.0, 1.0 )
+tcgen=GL_SPHERE_MAP
+combine_rgb=GL_ADD
+rgb_scale=2
+alpha_scale=4.0
+[Glass - TU1]
+map=tga\two.tga
+scroll=(0.1, 0.2)
+scale=( 2.0 )
+rotation=0
+tcgen=GL_NOT_A_TOKEN
+)",
+                                   "Glass"));
+    ExpectColour(s->material->ambient, 0.5f, 0.25f, 0.125f, 0.75f, "spaced");
+    // "(0.5," is one word, so the numbers shift by one and the last keeps
+    // its default.
+    ExpectColour(s->material->diffuse, 0.25f, 0.125f, 0.75f, 1.0f, "no blank after the bracket");
+    // "0.5,0.25," scans 0.5, then ",0.25," is the next word.
+    ExpectColour(s->material->specular, 0.5f, 0.125f, 0.75f, 1.0f, "no blank after a comma");
+    ExpectColour(s->material->emission, 1, 1, 1, 1, "no numbers");
+    EXPECT_EQ(s->material->shininess, 12.5f);
+    EXPECT_FALSE(s->culling);
+    EXPECT_TRUE(s->ccw);
+    EXPECT_FALSE(s->depthTest) << "only \"true\" is true";
+    EXPECT_EQ(s->depthFunc, GLenum(GL_GREATER));
+    EXPECT_EQ(s->blendSrc, 0xFFFFFFFFu) << "a number is a key like any other";
+    EXPECT_EQ(s->blendDst, GLenum(GL_ONE_MINUS_SRC_ALPHA));
+    EXPECT_TRUE(s->blending);
+    EXPECT_TRUE(s->hasVertexProgram) << "the keyword is \"none\" in lower case only";
+    ASSERT_EQ(engine->programRequests.size(), 1u);
+    EXPECT_EQ(engine->programRequests[0], "NONE");
+    EXPECT_EQ(s->vertexProgram, engine->stubPrograms["NONE"].get());
+
+    ASSERT_EQ(s->stageCount, 2);
+    ASSERT_EQ(engine->textureRequests.size(), 2u);
+    EXPECT_EQ(engine->textureRequests[0].name, "tga\\glass.tga");
+    EXPECT_EQ(engine->textureRequests[0].magFilter, GLenum(GL_NEAREST));
+    EXPECT_EQ(engine->textureRequests[0].wrapS, GLenum(GL_CLAMP));
+    EXPECT_EQ(engine->textureRequests[0].wrapT, GLenum(GL_REPEAT));
+    EXPECT_EQ(s->stages[0].texture, engine->stubTextures["tga\\glass.tga"].get());
+    const ShaderStage& a = s->stages[0];
+    EXPECT_EQ(a.scrollSpeed.x, 0.25f);
+    EXPECT_EQ(a.scrollSpeed.y, -0.5f);
+    EXPECT_FALSE(a.staticTransform);
+    EXPECT_TRUE(a.tcgenEnabled);
+    EXPECT_EQ(a.tcgenMode, GLenum(GL_SPHERE_MAP));
+    EXPECT_EQ(a.combineRgb, GLenum(GL_ADD));
+    EXPECT_EQ(a.rgbScale, 2.0f);
+    EXPECT_EQ(a.alphaScale, 4.0f);
+    const ShaderStage& b = s->stages[1];
+    // "(0.1," is the first word, so 0.2 is taken for x and y finds nothing.
+    // "( 2.0 )" sets x only.
+    EXPECT_EQ(b.scrollSpeed.x, 0.2f);
+    EXPECT_EQ(b.scrollSpeed.y, 0.0f);
+    EXPECT_EQ(b.scale.x, 2.0f);
+    EXPECT_EQ(b.scale.y, 1.0f);
+    EXPECT_FALSE(b.staticTransform);
+    EXPECT_FALSE(b.tcgenEnabled);
+}
+
+TEST_F(ShaderFile, StageCountsOutsideTheRecordAreClampedAndLongNamesFit)
+{
+    for (auto [text, expected] : {std::pair<const char*, int>{"-1", 0},
+                                  {"0", 0},
+                                  {"32", 32},
+                                  {"33", 32},
+                                  {"100000", 32},
+                                  {"lots", 1}})
+    {
+        engine->textureRequests.clear();
+        std::unique_ptr<Shader> s(Load(std::string("[S]\nnbstages=") + text + "\n", "S"));
+        EXPECT_EQ(s->stageCount, expected) << text;
+        EXPECT_EQ(engine->textureRequests.size(), size_t(expected)) << text;
+    }
+
+    // A name that fills the 256-character record: the stage sections are
+    // cut, and the shader still loads its defaults.
+    std::string longName(300, 'n');
+    Shader s(longName.c_str());
+    EXPECT_EQ(strlen(s.name), 255u);
+    WriteMaterialFiles(dir.path, "[" + std::string(255, 'n') + "]\nnbstages=32\nculling=false\n");
+    s.Load(engine->shaderDefinitions);
+    EXPECT_FALSE(s.culling);
+    EXPECT_EQ(s.stageCount, 32);
+}
+
+TEST_F(ShaderFile, UpdateMovesAnimatedStagesAndAReloadRestartsThem)
+{
+    const char* definitions = R"([Water]
+nbstages=3
+[Water - TU0]
+scroll=( 0.5, 0.25 )
+[Water - TU1]
+rotation=1.5
+[Water - TU2]
+scale=( 1.0, 1.0 )
+)";
+    std::unique_ptr<Shader> s(Load(definitions, "Water"));
+    EXPECT_FALSE(s->stages[0].staticTransform);
+    EXPECT_FALSE(s->stages[1].staticTransform);
+    EXPECT_TRUE(s->stages[2].staticTransform);
+    s->stages[2].rotationSpeed = 5; // a static stage isn't moved, whatever its speeds
+    for (int i = 0; i < 4; ++i)
+        s->Update();
+    EXPECT_EQ(s->stages[0].scrollOffset.x, 2.0f);
+    EXPECT_EQ(s->stages[0].scrollOffset.y, 1.0f);
+    EXPECT_EQ(s->stages[0].scrollOffset.z, 0.0f);
+    EXPECT_EQ(s->stages[1].rotationAngle, 6.0f);
+    EXPECT_EQ(s->stages[2].rotationAngle, 0.0f);
+
+    s->Load(engine->shaderDefinitions);
+    EXPECT_EQ(s->stages[0].scrollOffset.x, 0.0f);
+    EXPECT_EQ(s->stages[1].rotationAngle, 0.0f);
+    EXPECT_EQ(s->stages[0].scrollSpeed.x, 0.5f);
+}
+
+TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
+{
+    char out[256];
+    const std::string text = "!!ARBvp1.0\r\nBAD line;\nEND";
+    CopyErrorLine(text.data(), uint32_t(text.size()), 0, out);
+    EXPECT_STREQ(out, "!!ARBvp1.0\r") << "a carriage return stays";
+    CopyErrorLine(text.data(), uint32_t(text.size()), 12, out);
+    EXPECT_STREQ(out, "BAD line;");
+    CopyErrorLine(text.data(), uint32_t(text.size()), 11, out);
+    EXPECT_STREQ(out, "") << "line feed right at the position";
+    CopyErrorLine(text.data(), uint32_t(text.size()), 22, out);
+    EXPECT_STREQ(out, "END");
+    for (int32_t beyond : {25, 26, 1000, -2})
+    {
+        CopyErrorLine(text.data(), uint32_t(text.size()), beyond, out);
+        EXPECT_STREQ(out, "") << beyond;
+    }
+    std::string longLine = "X" + std::string(1 << 20, 'y');
+    CopyErrorLine(longLine.data(), uint32_t(longLine.size()), 0, out);
+    EXPECT_EQ(strlen(out), 255u);
+    EXPECT_EQ(out[0], 'X');
+}
+
+// A Targa as the engine's loader reads it: width, height, bytes a pixel and
+// the pixels, rows in file order (bottom first).
+struct Targa
+{
+    uint32_t width = 0, height = 0, bytes = 0;
+    std::string pixels;
+    // Alpha at x, y counted from the top.
+    uint8_t Alpha(uint32_t x, uint32_t y) const
+    {
+        return uint8_t(pixels[((height - 1 - y) * width + x) * bytes + 3]);
+    }
+};
+
+Targa ReadTarga(const std::string& path)
+{
+    std::string d = ReadFile(path);
+    Targa t;
+    if (d.size() < 18 || d[2] != 2)
+        return t;
+    t.width = uint8_t(d[12]) | uint8_t(d[13]) << 8;
+    t.height = uint8_t(d[14]) | uint8_t(d[15]) << 8;
+    t.bytes = uint8_t(d[16]) / 8;
+    t.pixels = d.substr(18);
+    if (t.pixels.size() != size_t(t.width) * t.height * t.bytes)
+        t.width = t.height = 0;
+    return t;
+}
+
+TEST(FontTool, EveryPrintableGlyphHasInkInsideItsOwnCell)
+{
+    std::string generated = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/";
+    Targa font = ReadTarga(generated + "Font.tga");
+    ASSERT_EQ(font.width, 256u);
+    ASSERT_EQ(font.height, 256u);
+    ASSERT_EQ(font.bytes, 4u);
+    for (size_t i = 0; i < font.pixels.size(); i += 4)
+        for (int c = 0; c < 3; ++c)
+            ASSERT_LE(uint8_t(font.pixels[i + c]), 0x20) << "the ink is dark everywhere";
+
+    // Cell i holds code 32 + i, read from the top left, 16 texels a side.
+    for (uint32_t cell = 0; cell < 256; ++cell)
+    {
+        uint32_t x0 = cell % 16 * 16, y0 = cell / 16 * 16;
+        uint32_t ink = 0, border = 0, lowerInk = 0;
+        for (uint32_t y = 0; y < 16; ++y)
+            for (uint32_t x = 0; x < 16; ++x)
+            {
+                uint8_t a = font.Alpha(x0 + x, y0 + y);
+                ink += a != 0;
+                lowerInk += a != 0 && y >= 8;
+                border += a != 0 && (x == 0 || y == 0 || x == 15 || y == 15);
+            }
+        int code = int(cell) + 32;
+        EXPECT_EQ(border, 0u) << "code " << code << " reaches the edge of its cell";
+        if (code > 32 && code < 127)
+            EXPECT_GT(ink, 3u) << "code " << code << " has no ink";
+        else
+            EXPECT_EQ(ink, 0u) << "code " << code << " should be blank";
+        // The right way up: an underscore lies low in its cell, a caret high.
+        if (code == '_')
+        {
+            EXPECT_EQ(lowerInk, ink);
+        }
+        if (code == '^')
+        {
+            EXPECT_EQ(lowerInk, 0u);
+        }
+    }
+
+    Targa pattern = ReadTarga(generated + "Default.tga");
+    ASSERT_GT(pattern.width, 0u);
+    EXPECT_EQ(pattern.bytes, 3u);
+    std::set<std::string> colours;
+    for (size_t i = 0; i < pattern.pixels.size(); i += 3)
+        colours.insert(pattern.pixels.substr(i, 3));
+    EXPECT_EQ(colours, (std::set<std::string>{std::string("\xFF\x00\xFF", 3),
+                                              std::string("\x00\x00\x00", 3)}));
+}
+
+} // namespace

@@ -1,0 +1,75 @@
+// Files for the material suites: the engine's token table from the source
+// tree, definition files written by a test, and Targa images drawn from a
+// function, all under a given start directory ("<dir>/ini", "<dir>/tga").
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace testsupport
+{
+
+inline std::string SourcePath(const std::string& relative)
+{
+    const char* root = getenv("TESSIMO_SOURCE_DIR");
+    return std::string(root ? root : ".") + "/" + relative;
+}
+
+inline std::string ReadFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+inline void WriteFile(const std::string& path, const std::string& text)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// Red, green, blue, alpha of the pixel at x, y, y counted from the top.
+using PixelFunction = std::function<void(uint32_t x, uint32_t y, uint8_t rgba[4])>;
+
+// An uncompressed Targa of 24 or 32 bits, stored bottom row first (the
+// loader hands rows to GL in file order, so the top row ends up at t = 1).
+inline void WriteTarga(const std::string& path, uint32_t width, uint32_t height, uint32_t bits,
+                       const PixelFunction& pixel)
+{
+    std::string data(18, '\0');
+    data[2] = 2;
+    data[12] = char(width & 0xFF);
+    data[13] = char(width >> 8);
+    data[14] = char(height & 0xFF);
+    data[15] = char(height >> 8);
+    data[16] = char(bits);
+    for (uint32_t row = 0; row < height; ++row)
+        for (uint32_t x = 0; x < width; ++x)
+        {
+            uint8_t p[4] = {0, 0, 0, 255};
+            pixel(x, height - 1 - row, p);
+            data += char(p[2]);
+            data += char(p[1]);
+            data += char(p[0]);
+            if (bits == 32)
+                data += char(p[3]);
+        }
+    WriteFile(path, data);
+}
+
+// A start directory for the engine: the real token table, and the
+// definitions given.
+inline void WriteMaterialFiles(const std::string& dir, const std::string& shaders)
+{
+    WriteFile(dir + "/ini/tokens.ini", ReadFile(SourcePath("data/ini/tokens.ini")));
+    WriteFile(dir + "/ini/Shaders.ini", shaders);
+}
+
+} // namespace testsupport
