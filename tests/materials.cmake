@@ -8,3 +8,6 @@ tessimo_test(materials_test LABEL unit
 target_compile_definitions(materials_test PRIVATE
   TESSIMO_GL_HEADERS="${TESSIMO_GL_HEADER_DIR}/GL")
 add_dependencies(materials_test tessimo_data)
+tessimo_test(materials_gl_test LABEL gl
+  SOURCES materials_gl_test.cpp
+  LIBS tessimo_engine)
