@@ -1,0 +1,67 @@
+// Fuzzes the shader definition reader: the input is split at its first NUL
+// byte into the text of Shaders.ini and that of tokens.ini (without a NUL,
+// one text serves as both), written into a start directory, and loaded
+// under the names the program asks for, the input's first section name and
+// a name that fills the 256-character record; each shader is then loaded
+// again and ticked. The registries only record, so no GL is needed.
+// Nothing may crash, overrun or leak, and the stage count must stay within
+// the record.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+
+#include "resources/shader.h"
+#include "tests/support/material_files.h"
+#include "tests/support/stub_engine.h"
+
+namespace
+{
+
+std::string StartDirectory()
+{
+    char pattern[] = "/tmp/fuzz_shader_load.XXXXXX";
+    if (!mkdtemp(pattern))
+        abort();
+    return pattern;
+}
+
+void Check(Shader& shader, testsupport::StubEngine& engine)
+{
+    shader.Load(engine.shaderDefinitions);
+    if (shader.stageCount < 0 || shader.stageCount > Shader::kMaxStages || !shader.material)
+        abort();
+    shader.Update();
+    shader.Load(engine.shaderDefinitions);
+    shader.Update();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+    static const std::string dir = StartDirectory();
+    std::string input(reinterpret_cast<const char*>(bytes), size);
+    size_t split = input.find('\0');
+    std::string shaders = input.substr(0, split);
+    std::string tokens = split == std::string::npos ? input : input.substr(split + 1);
+    testsupport::WriteFile(dir + "/ini/Shaders.ini", shaders);
+    testsupport::WriteFile(dir + "/ini/tokens.ini", tokens);
+
+    std::string first;
+    size_t open = shaders.find('[');
+    if (open != std::string::npos)
+        first = shaders.substr(open + 1, shaders.find(']', open) - open - 1).substr(0, 400);
+
+    testsupport::StubEngine engine(dir);
+    g_engine = &engine;
+    for (const std::string& name :
+         {std::string("Font"), std::string("Hatching"), first, std::string(300, 'n')})
+    {
+        Shader shader(name.c_str());
+        Check(shader, engine);
+    }
+    g_engine = nullptr;
+    return 0;
+}
