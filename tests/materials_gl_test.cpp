@@ -130,31 +130,46 @@ protected:
         context.reset();
         ClearMessageQueue();
     }
-    // Reads GL state of texture unit `unit`, then makes the cache's unit
-    // active again.
-    template <class F> void OnUnit(uint32_t unit, F read)
-    {
-        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
-        read();
-        glActiveTextureARB(engine->activeTextureUnit);
-    }
     static GLint Integer(GLenum name)
     {
         GLint v = 0;
         glGetIntegerv(name, &v);
         return v;
     }
-    static GLint Env(GLenum name)
+    // What GL holds for texture unit `unit`; the cache's unit is made active
+    // again afterwards. `env`: mode, combine RGB, sources 0 and 1 RGB,
+    // operand 1 alpha, combine alpha.
+    struct Unit
     {
-        GLint v = 0;
-        glGetTexEnviv(GL_TEXTURE_ENV, name, &v);
-        return v;
-    }
-    static std::vector<float> TextureMatrix()
+        GLint binding, texture2D, genS, genT, genMode;
+        std::vector<GLint> env;
+        GLfloat rgbScale, alphaScale;
+        std::vector<float> matrix;
+    };
+    Unit ReadUnit(uint32_t unit)
     {
-        std::vector<float> m(16);
-        glGetFloatv(GL_TEXTURE_MATRIX, m.data());
-        return m;
+        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
+        Unit u{Integer(GL_TEXTURE_BINDING_2D),
+               glIsEnabled(GL_TEXTURE_2D),
+               glIsEnabled(GL_TEXTURE_GEN_S),
+               glIsEnabled(GL_TEXTURE_GEN_T),
+               0,
+               {},
+               0,
+               0,
+               std::vector<float>(16)};
+        glGetTexGeniv(GL_T, GL_TEXTURE_GEN_MODE, &u.genMode);
+        for (GLenum name : {GL_TEXTURE_ENV_MODE, GL_COMBINE_RGB, GL_SOURCE0_RGB, GL_SOURCE1_RGB,
+                            GL_OPERAND1_ALPHA, GL_COMBINE_ALPHA})
+        {
+            u.env.push_back(0);
+            glGetTexEnviv(GL_TEXTURE_ENV, name, &u.env.back());
+        }
+        glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &u.rgbScale);
+        glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &u.alphaScale);
+        glGetFloatv(GL_TEXTURE_MATRIX, u.matrix.data());
+        glActiveTextureARB(engine->activeTextureUnit);
+        return u;
     }
 
     apptest::TempDir dir;
@@ -192,50 +207,31 @@ TEST_F(MaterialsGl, ApplyUnapplyAndTicksReachTheGlState)
     EXPECT_EQ(Integer(GL_BLEND_DST), GL_ONE_MINUS_SRC_ALPHA);
     EXPECT_EQ(Integer(GL_ACTIVE_TEXTURE), GL_TEXTURE1) << "the last stage's unit stays active";
     EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
-    OnUnit(0,
-           [&]
-           {
-               EXPECT_EQ(GLuint(Integer(GL_TEXTURE_BINDING_2D)), glass->stages[0].texture->id);
-               EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
-               EXPECT_FALSE(glIsEnabled(GL_TEXTURE_GEN_S));
-               EXPECT_EQ(Env(GL_TEXTURE_ENV_MODE), GL_COMBINE);
-               EXPECT_EQ(Env(GL_COMBINE_RGB), GL_ADD);
-               EXPECT_EQ(Env(GL_SOURCE0_RGB), GL_TEXTURE);
-               EXPECT_EQ(Env(GL_SOURCE1_RGB), GL_PRIMARY_COLOR);
-               EXPECT_EQ(Env(GL_OPERAND1_ALPHA), GL_SRC_ALPHA);
-               EXPECT_EQ(Env(GL_COMBINE_ALPHA), GL_MODULATE);
-               GLfloat scale = 0;
-               glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &scale);
-               EXPECT_EQ(scale, 2.0f);
-               glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &scale);
-               EXPECT_EQ(scale, 4.0f);
-               EXPECT_EQ(TextureMatrix()[12], 0.0f);
-           });
-    OnUnit(1,
-           [&]
-           {
-               EXPECT_EQ(GLuint(Integer(GL_TEXTURE_BINDING_2D)), glass->stages[1].texture->id);
-               EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_S));
-               EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_T));
-               GLint mode = 0;
-               glGetTexGeniv(GL_T, GL_TEXTURE_GEN_MODE, &mode);
-               EXPECT_EQ(mode, GL_SPHERE_MAP);
-               std::vector<float> m = TextureMatrix();
-               EXPECT_FLOAT_EQ(m[0], 2.0f);
-               EXPECT_FLOAT_EQ(m[5], 3.0f);
-           });
+    Unit u0 = ReadUnit(0), u1 = ReadUnit(1);
+    EXPECT_EQ(GLuint(u0.binding), glass->stages[0].texture->id);
+    EXPECT_EQ(GLuint(u1.binding), glass->stages[1].texture->id);
+    EXPECT_TRUE(u0.texture2D && u1.texture2D);
+    EXPECT_EQ(u0.env, (std::vector<GLint>{GL_COMBINE, GL_ADD, GL_TEXTURE, GL_PRIMARY_COLOR,
+                                          GL_SRC_ALPHA, GL_MODULATE}));
+    EXPECT_EQ(u1.env, (std::vector<GLint>{GL_COMBINE, GL_MODULATE, GL_TEXTURE, GL_PREVIOUS,
+                                          GL_SRC_ALPHA, GL_MODULATE}));
+    EXPECT_EQ(u0.rgbScale, 2.0f);
+    EXPECT_EQ(u0.alphaScale, 4.0f);
+    EXPECT_FALSE(u0.genS);
+    EXPECT_TRUE(u1.genS && u1.genT);
+    EXPECT_EQ(u1.genMode, GL_SPHERE_MAP);
+    EXPECT_EQ(u0.matrix[12], 0.0f);
+    EXPECT_FLOAT_EQ(u1.matrix[0], 2.0f);
+    EXPECT_FLOAT_EQ(u1.matrix[5], 3.0f);
 
     // Unapply switches the texture targets off and nothing else.
     engine->SetShader(nullptr);
     EXPECT_TRUE(glIsEnabled(GL_BLEND));
     EXPECT_TRUE(glIsEnabled(GL_CULL_FACE));
-    OnUnit(0, [] { EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D)); });
-    OnUnit(1,
-           []
-           {
-               EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
-               EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_S));
-           });
+    u0 = ReadUnit(0);
+    u1 = ReadUnit(1);
+    EXPECT_FALSE(u0.texture2D || u1.texture2D);
+    EXPECT_TRUE(u1.genS);
     EXPECT_EQ(engine->unitTextureEnabled[0] + engine->unitTextureEnabled[1], 0);
 
     // Three ticks, then a new Apply: the scroll and the rotation have moved
@@ -243,26 +239,17 @@ TEST_F(MaterialsGl, ApplyUnapplyAndTicksReachTheGlState)
     for (int i = 0; i < 3; ++i)
         engine->UpdateShaders();
     engine->SetShader(glass);
-    OnUnit(0,
-           [&]
-           {
-               std::vector<float> m = TextureMatrix();
-               EXPECT_FLOAT_EQ(m[12], 0.75f);
-               EXPECT_FLOAT_EQ(m[13], 1.5f);
-               EXPECT_FLOAT_EQ(m[0], 1.0f);
-           });
-    OnUnit(1,
-           [&]
-           {
-               std::vector<float> m = TextureMatrix();
-               const float c = std::cos(30 * float(M_PI) / 180),
-                           s = std::sin(30 * float(M_PI) / 180);
-               EXPECT_NEAR(m[0], 2 * c, 1e-5);
-               EXPECT_NEAR(m[1], 2 * s, 1e-5);
-               EXPECT_NEAR(m[4], -3 * s, 1e-5);
-               EXPECT_NEAR(m[5], 3 * c, 1e-5);
-               EXPECT_EQ(m[12], 0.0f);
-           });
+    u0 = ReadUnit(0);
+    u1 = ReadUnit(1);
+    EXPECT_FLOAT_EQ(u0.matrix[12], 0.75f);
+    EXPECT_FLOAT_EQ(u0.matrix[13], 1.5f);
+    EXPECT_FLOAT_EQ(u0.matrix[0], 1.0f);
+    const float c = std::cos(float(M_PI) / 6), s = std::sin(float(M_PI) / 6);
+    EXPECT_NEAR(u1.matrix[0], 2 * c, 1e-5);
+    EXPECT_NEAR(u1.matrix[1], 2 * s, 1e-5);
+    EXPECT_NEAR(u1.matrix[4], -3 * s, 1e-5);
+    EXPECT_NEAR(u1.matrix[5], 3 * c, 1e-5);
+    EXPECT_EQ(u1.matrix[12], 0.0f);
 
     // Without the depth test the shader's mask is ignored: writes stay off
     // as Glass left them.
@@ -376,7 +363,7 @@ TEST_F(MaterialsGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     EXPECT_EQ(engine->currentTexture, nullptr);
     engine->DeleteShaderByName("Glass");
     EXPECT_EQ(engine->currentShader, nullptr);
-    OnUnit(1, [] { EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D)); });
+    EXPECT_FALSE(ReadUnit(1).texture2D);
     EXPECT_EQ(engine->FindShader("Glass"), nullptr);
     Shader* font = engine->font->shader;
     engine->DeleteShaderByName("Font");
@@ -567,7 +554,7 @@ TEST_F(MaterialsGl, APreviewTakesTheCurrentShaderOffFirst)
     picture.DrawPreview(1.0f);
     EXPECT_EQ(engine->currentShader, nullptr);
     EXPECT_EQ(engine->currentTexture, &picture);
-    OnUnit(1, [] { EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D)); });
+    EXPECT_FALSE(ReadUnit(1).texture2D);
     EXPECT_EQ(engine->unitTextureEnabled[1], 0);
     EXPECT_EQ(Integer(GL_ACTIVE_TEXTURE), GL_TEXTURE0);
     EXPECT_EQ(GLuint(Integer(GL_TEXTURE_BINDING_2D)), picture.id);

@@ -130,55 +130,53 @@ protected:
     StubEngine* engine = nullptr;
 };
 
-void ExpectColour(const float* c, float r, float g, float b, float a, const char* what)
+using Floats = std::vector<float>;
+Floats Colour(const float* c)
 {
-    EXPECT_FLOAT_EQ(c[0], r) << what;
-    EXPECT_FLOAT_EQ(c[1], g) << what;
-    EXPECT_FLOAT_EQ(c[2], b) << what;
-    EXPECT_FLOAT_EQ(c[3], a) << what;
+    return Floats(c, c + 4);
+}
+
+// The stage's GL enums in record order, tcgen first.
+std::vector<uint32_t> StageEnums(const ShaderStage& st)
+{
+    return {st.tcgenMode, st.sourceRgb0, st.sourceRgb1,   st.opRgb0,
+            st.opRgb1,    st.combineRgb, st.sourceAlpha0, st.sourceAlpha1,
+            st.opAlpha0,  st.opAlpha1,   st.combineAlpha};
 }
 
 TEST_F(ShaderFile, AMissingSectionGivesEveryDefault)
 {
     std::unique_ptr<Shader> s(Load("[Other]\nnbstages=3\n", "Nowhere"));
-    ExpectColour(s->material->ambient, 1, 1, 1, 1, "ambient");
-    ExpectColour(s->material->specular, 1, 1, 1, 1, "specular");
-    ExpectColour(s->material->emission, 1, 1, 1, 1, "emission");
+    for (const float* c :
+         {s->material->ambient, s->material->diffuse, s->material->specular, s->material->emission})
+        EXPECT_EQ(std::vector<float>(c, c + 4), std::vector<float>(4, 1.0f));
     EXPECT_EQ(s->material->shininess, 0.0f);
     EXPECT_TRUE(s->culling && s->ccw && s->depthTest && s->depthMask);
-    EXPECT_FALSE(s->blending);
-    EXPECT_FALSE(s->hasVertexProgram);
-    EXPECT_EQ(s->depthFunc, GLenum(GL_LESS));
-    EXPECT_EQ(s->blendSrc, GLenum(GL_ONE));
-    EXPECT_EQ(s->blendDst, GLenum(GL_ZERO));
+    EXPECT_FALSE(s->blending || s->hasVertexProgram);
+    EXPECT_EQ((std::vector<uint32_t>{s->depthFunc, s->blendSrc, s->blendDst}),
+              (std::vector<uint32_t>{GL_LESS, GL_ONE, GL_ZERO}));
     ASSERT_EQ(s->stageCount, 1);
     ASSERT_EQ(engine->textureRequests.size(), 1u);
     const testsupport::TextureRequest& t = engine->textureRequests[0];
     EXPECT_EQ(t.name, "tga\\Default.tga");
-    EXPECT_EQ(t.wrapS, GLenum(GL_REPEAT));
-    EXPECT_EQ(t.wrapT, GLenum(GL_REPEAT));
-    EXPECT_EQ(t.magFilter, GLenum(GL_LINEAR));
-    EXPECT_EQ(t.minFilter, GLenum(GL_LINEAR_MIPMAP_NEAREST));
+    EXPECT_EQ((std::vector<uint32_t>{t.wrapS, t.wrapT, t.magFilter, t.minFilter}),
+              (std::vector<uint32_t>{GL_REPEAT, GL_REPEAT, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST}));
     const ShaderStage& st = s->stages[0];
-    EXPECT_EQ(st.tcgenMode, 0xFFFFFFFFu);
+    EXPECT_EQ(StageEnums(st),
+              (std::vector<uint32_t>{0xFFFFFFFFu, GL_TEXTURE, GL_PREVIOUS, GL_SRC_COLOR,
+                                     GL_SRC_COLOR, GL_MODULATE, GL_TEXTURE, GL_PREVIOUS,
+                                     GL_SRC_ALPHA, GL_SRC_ALPHA, GL_MODULATE}));
     EXPECT_FALSE(st.tcgenEnabled);
     EXPECT_TRUE(st.staticTransform);
-    EXPECT_EQ(st.sourceRgb0, GLenum(GL_TEXTURE));
-    EXPECT_EQ(st.sourceRgb1, GLenum(GL_PREVIOUS));
-    EXPECT_EQ(st.opRgb1, GLenum(GL_SRC_COLOR));
-    EXPECT_EQ(st.opAlpha0, GLenum(GL_SRC_ALPHA));
-    EXPECT_EQ(st.combineRgb, GLenum(GL_MODULATE));
-    EXPECT_EQ(st.combineAlpha, GLenum(GL_MODULATE));
-    EXPECT_EQ(st.rgbScale, 1.0f);
-    EXPECT_EQ(st.alphaScale, 1.0f);
-    EXPECT_EQ(st.scale.x, 1.0f);
-    EXPECT_EQ(st.scale.w, 0.0f);
+    EXPECT_EQ((std::vector<float>{st.rgbScale, st.alphaScale, st.scale.x, st.scale.y, st.scale.z,
+                                  st.scale.w}),
+              (std::vector<float>{1, 1, 1, 1, 1, 0}));
 
     // Without a token file every token is all bits set.
     std::filesystem::remove(dir.path + "/ini/tokens.ini");
     s->Load(engine->shaderDefinitions);
     EXPECT_EQ(s->depthFunc, 0xFFFFFFFFu);
-    EXPECT_EQ(s->stages[0].combineRgb, 0xFFFFFFFFu);
+    EXPECT_EQ(StageEnums(s->stages[0]), std::vector<uint32_t>(11, 0xFFFFFFFFu));
     EXPECT_EQ(engine->textureRequests.back().minFilter, 0xFFFFFFFFu);
 }
 
@@ -217,49 +215,44 @@ rotation=0
 tcgen=GL_NOT_A_TOKEN
 )",
                                    "Glass"));
-    ExpectColour(s->material->ambient, 0.5f, 0.25f, 0.125f, 0.75f, "spaced");
+    EXPECT_EQ(Colour(s->material->ambient), (Floats{0.5f, 0.25f, 0.125f, 0.75f}));
     // "(0.5," is one word, so the numbers shift by one and the last keeps
     // its default.
-    ExpectColour(s->material->diffuse, 0.25f, 0.125f, 0.75f, 1.0f, "no blank after the bracket");
+    EXPECT_EQ(Colour(s->material->diffuse), (Floats{0.25f, 0.125f, 0.75f, 1}));
     // "0.5,0.25," scans 0.5, then ",0.25," is the next word.
-    ExpectColour(s->material->specular, 0.5f, 0.125f, 0.75f, 1.0f, "no blank after a comma");
-    ExpectColour(s->material->emission, 1, 1, 1, 1, "no numbers");
+    EXPECT_EQ(Colour(s->material->specular), (Floats{0.5f, 0.125f, 0.75f, 1}));
+    EXPECT_EQ(Colour(s->material->emission), Floats(4, 1.0f)) << "no numbers";
     EXPECT_EQ(s->material->shininess, 12.5f);
     EXPECT_FALSE(s->culling);
     EXPECT_TRUE(s->ccw);
     EXPECT_FALSE(s->depthTest) << "only \"true\" is true";
-    EXPECT_EQ(s->depthFunc, GLenum(GL_GREATER));
-    EXPECT_EQ(s->blendSrc, 0xFFFFFFFFu) << "a number is a key like any other";
-    EXPECT_EQ(s->blendDst, GLenum(GL_ONE_MINUS_SRC_ALPHA));
     EXPECT_TRUE(s->blending);
+    // A number is a key like any other.
+    EXPECT_EQ((std::vector<uint32_t>{s->depthFunc, s->blendSrc, s->blendDst}),
+              (std::vector<uint32_t>{GL_GREATER, 0xFFFFFFFFu, GL_ONE_MINUS_SRC_ALPHA}));
     EXPECT_TRUE(s->hasVertexProgram) << "the keyword is \"none\" in lower case only";
-    ASSERT_EQ(engine->programRequests.size(), 1u);
-    EXPECT_EQ(engine->programRequests[0], "NONE");
+    EXPECT_EQ(engine->programRequests, std::vector<std::string>{"NONE"});
     EXPECT_EQ(s->vertexProgram, engine->stubPrograms["NONE"].get());
 
     ASSERT_EQ(s->stageCount, 2);
     ASSERT_EQ(engine->textureRequests.size(), 2u);
-    EXPECT_EQ(engine->textureRequests[0].name, "tga\\glass.tga");
-    EXPECT_EQ(engine->textureRequests[0].magFilter, GLenum(GL_NEAREST));
-    EXPECT_EQ(engine->textureRequests[0].wrapS, GLenum(GL_CLAMP));
-    EXPECT_EQ(engine->textureRequests[0].wrapT, GLenum(GL_REPEAT));
+    const testsupport::TextureRequest& t = engine->textureRequests[0];
+    EXPECT_EQ(t.name, "tga\\glass.tga");
+    EXPECT_EQ((std::vector<uint32_t>{t.wrapS, t.wrapT, t.magFilter}),
+              (std::vector<uint32_t>{GL_CLAMP, GL_REPEAT, GL_NEAREST}));
     EXPECT_EQ(s->stages[0].texture, engine->stubTextures["tga\\glass.tga"].get());
     const ShaderStage& a = s->stages[0];
-    EXPECT_EQ(a.scrollSpeed.x, 0.25f);
-    EXPECT_EQ(a.scrollSpeed.y, -0.5f);
+    EXPECT_EQ((Floats{a.scrollSpeed.x, a.scrollSpeed.y, a.rgbScale, a.alphaScale}),
+              (Floats{0.25f, -0.5f, 2, 4}));
     EXPECT_FALSE(a.staticTransform);
     EXPECT_TRUE(a.tcgenEnabled);
     EXPECT_EQ(a.tcgenMode, GLenum(GL_SPHERE_MAP));
     EXPECT_EQ(a.combineRgb, GLenum(GL_ADD));
-    EXPECT_EQ(a.rgbScale, 2.0f);
-    EXPECT_EQ(a.alphaScale, 4.0f);
-    const ShaderStage& b = s->stages[1];
     // "(0.1," is the first word, so 0.2 is taken for x and y finds nothing.
     // "( 2.0 )" sets x only.
-    EXPECT_EQ(b.scrollSpeed.x, 0.2f);
-    EXPECT_EQ(b.scrollSpeed.y, 0.0f);
-    EXPECT_EQ(b.scale.x, 2.0f);
-    EXPECT_EQ(b.scale.y, 1.0f);
+    const ShaderStage& b = s->stages[1];
+    EXPECT_EQ((Floats{b.scrollSpeed.x, b.scrollSpeed.y, b.scale.x, b.scale.y}),
+              (Floats{0.2f, 0, 2, 1}));
     EXPECT_FALSE(b.staticTransform);
     EXPECT_FALSE(b.tcgenEnabled);
 }
