@@ -562,4 +562,54 @@ TEST_F(MaterialsGl, APreviewTakesTheCurrentShaderOffFirst)
     engine->SetTexture(nullptr);
 }
 
+// The shipped definition of "Font" with the glyphs tessimo-font renders:
+// dark ink on white paper, blended by coverage, inside the text's band
+// only.
+TEST_F(MaterialsGl, TheShippedFontWritesDarkInkOnWhitePaper)
+{
+    std::string generated = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/";
+    WriteFile(dir.path + "/tga/Font.tga", ReadFile(generated + "Font.tga"));
+    Start(ReadFile(testsupport::SourcePath("data/ini/Shaders.ini")));
+    ASSERT_NE(engine->font->shader->stages[0].texture, nullptr);
+    glClearColor(1, 1, 1, 1);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    engine->Begin2D(256, 256);
+    glColor4f(1, 1, 1, 1);
+    engine->font->Print(4, 40, "Hello, World 0123");
+    engine->End2D();
+    std::vector<GLubyte> frame(256 * 256 * 3);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, 256, 256, GL_RGB, GL_UNSIGNED_BYTE, frame.data());
+    if (const char* out = getenv("TESSIMO_FONT_FRAME"))
+    {
+        std::string ppm = "P6 256 256 255\n";
+        for (int y = 255; y >= 0; --y)
+            ppm.append(reinterpret_cast<const char*>(&frame[size_t(y) * 256 * 3]), 256 * 3);
+        WriteFile(out, ppm);
+    }
+    // Pixel (x, y) of the 2D mode, y from the top.
+    auto at = [&](int x, int y) { return &frame[(size_t(255 - y) * 256 + x) * 3]; };
+    const std::string text = "Hello, World 0123";
+    int stray = 0;
+    for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x)
+        {
+            bool inBand = y >= 28 && y < 40 && x >= 4 && x < 4 + int(text.size()) * 7 + 5;
+            const GLubyte* p = at(x, y);
+            stray += !inBand && (p[0] != 255 || p[1] != 255 || p[2] != 255);
+        }
+    EXPECT_EQ(stray, 0) << "the quads leave the paper white around the text";
+    for (size_t i = 0; i < text.size(); ++i)
+    {
+        int dark = 0;
+        for (int y = 28; y < 40; ++y)
+            for (int x = 4 + 7 * int(i); x < 11 + 7 * int(i); ++x)
+                dark += at(x, y)[0] < 96 && at(x, y)[1] < 96 && at(x, y)[2] < 96;
+        if (text[i] != ' ')
+        {
+            EXPECT_GE(dark, 1) << "character " << i << " '" << text[i] << "'";
+        }
+    }
+}
+
 } // namespace
