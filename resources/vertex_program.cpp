@@ -93,7 +93,8 @@ bool VertexProgram::Compile(const char* fileName)
     uint8_t* bytes = nullptr;
     uint32_t length = file.size;
     file.ReadPointer(&bytes, length);
-    const char* text = reinterpret_cast<const char*>(bytes);
+    // An empty file may come without a block; GL still gets a valid pointer.
+    const char* text = bytes ? reinterpret_cast<const char*>(bytes) : "";
 
     glBindProgramARB(GL_VERTEX_PROGRAM_ARB, id);
     glProgramStringARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB,

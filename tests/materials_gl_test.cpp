@@ -408,6 +408,7 @@ TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
         "!!ARBvp1.0\nMOV result.position, vertex.position;\nBOGUS r0;\nEND\n",
         "!!ARBvp1.0\nBOGUS" + std::string(300, 'x') + "\nEND\n",
         "!!ARBvp1.0 " + std::string(1 << 20, 'y'),
+        "",
     };
     for (size_t i = 0; i < bad.size(); ++i)
     {
@@ -447,7 +448,7 @@ TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
     EXPECT_EQ(programText(), better);
     std::filesystem::remove(dir.path + "/vp/ok.vp");
     console->lines.clear();
-    EXPECT_EQ(engine->ReloadVertexPrograms(), 5);
+    EXPECT_EQ(engine->ReloadVertexPrograms(), 6);
     EXPECT_FALSE(program->Reload());
     EXPECT_EQ(programText(), better);
 
