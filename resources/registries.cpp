@@ -60,12 +60,14 @@ template <class T> T* FindByName(ResourceList* list, ResourceListNode*& cursor, 
     return nullptr;
 }
 
-template <class T> int32_t ListNames(ResourceList* list, ResourceListNode*& cursor)
+// One console line per name, with no prefix; a name is text, not a format.
+template <class T>
+int32_t ListNames(ResourceList* list, ResourceListNode*& cursor, ConsoleBase* console)
 {
     int32_t listed = 0;
     for (cursor = list->First(); cursor; cursor = list->Next(cursor), ++listed)
-        if (g_engine->console)
-            g_engine->console->Printf("%s", At<T>(cursor)->name);
+        if (console)
+            console->Printf("%s", At<T>(cursor)->name);
     return listed;
 }
 
@@ -131,8 +133,8 @@ static void ForgetVertexProgram(EngineBase* e, VertexProgram* program)
 
 // --- Textures ----------------------------------------------------------------
 
-// Bind of the new texture, even if a shader has bound another one since:
-// only the pointer counts.
+// Only the pointer counts: the current texture set again sends nothing, even
+// when a shader has bound another one since.
 void EngineBase::SetTexture(Texture* texture)
 {
     if (texture == currentTexture)
@@ -229,7 +231,7 @@ Texture* EngineBase::FindTexture(const char* name)
 
 int32_t EngineBase::ListTextures()
 {
-    return ListNames<Texture>(textures, textureCursor);
+    return ListNames<Texture>(textures, textureCursor, console);
 }
 
 // Each texture loads its file again with its own filters; the count doesn't
@@ -317,7 +319,7 @@ void EngineBase::SetShader(Shader* shader)
 
 int32_t EngineBase::ListShaders()
 {
-    return ListNames<Shader>(shaders, shaderCursor);
+    return ListNames<Shader>(shaders, shaderCursor, console);
 }
 
 // Each shader reads its definition again (a new material, the animation
@@ -397,7 +399,7 @@ void EngineBase::SetVertexProgram(VertexProgram* program)
 
 int32_t EngineBase::ListVertexPrograms()
 {
-    return ListNames<VertexProgram>(vertexPrograms, vertexProgramCursor);
+    return ListNames<VertexProgram>(vertexPrograms, vertexProgramCursor, console);
 }
 
 int32_t EngineBase::ReloadVertexPrograms()
