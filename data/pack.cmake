@@ -18,7 +18,9 @@ foreach(f ${pack_files})
 endforeach()
 
 # Textures of our own making: the screen font's glyphs (FreeType, DejaVu Sans
-# Mono) and the pattern of a stage that names no map.
+# Mono) and the pattern of a stage that names no map. The bold face, because
+# the 16-texel cells are drawn on 12-pixel quads: its strokes keep their ink
+# at that scale, where the regular ones fade to grey.
 set(generated_dir ${CMAKE_CURRENT_BINARY_DIR}/generated)
 if(TARGET tessimo-font)
   find_file(TESSIMO_FONT_FACE DejaVuSansMono-Bold.ttf
