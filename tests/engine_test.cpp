@@ -62,7 +62,7 @@ protected:
         // The font's shader with no stage: Init then loads no texture and
         // adds nothing to the log.
         std::filesystem::create_directory(dir->path + "/ini");
-        apptest::WriteText(dir->path + "/ini/Shaders.ini", "[Font]\nnbstages=0\n");
+        testsupport::WriteText(dir->path + "/ini/Shaders.ini", "[Font]\nnbstages=0\n");
         context = new testsupport::GlContext(128, 96);
     }
     static void TearDownTestSuite()

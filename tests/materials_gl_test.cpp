@@ -13,7 +13,6 @@
 
 #include "app/gl_entry_points.h"
 #include "app/gl_setup.h"
-#include "app_test_util.h"
 #include "engine/engine.h"
 #include "hatching/procedural_texture.h"
 #include "platform/messages.h"
@@ -23,6 +22,7 @@
 #include "resources/shader.h"
 #include "resources/texture.h"
 #include "resources/vertex_program.h"
+#include "support/files.h"
 #include "support/gl_context.h"
 #include "support/material_files.h"
 #include "support/message_box_capture.h"
@@ -30,7 +30,7 @@
 namespace
 {
 
-using testsupport::ReadFile;
+using testsupport::ReadText;
 using testsupport::WriteFile;
 using testsupport::WriteTarga;
 
@@ -172,7 +172,7 @@ protected:
         return u;
     }
 
-    apptest::TempDir dir;
+    testsupport::TempDir dir;
     std::unique_ptr<testsupport::GlContext> context;
     Engine* engine = nullptr;
     RecordingConsole* console = nullptr;
@@ -569,8 +569,8 @@ TEST_F(MaterialsGl, APreviewTakesTheCurrentShaderOffFirst)
 TEST_F(MaterialsGl, TheShippedFontWritesDarkInkOnWhitePaper)
 {
     std::string generated = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/";
-    WriteFile(dir.path + "/tga/Font.tga", ReadFile(generated + "Font.tga"));
-    Start(ReadFile(testsupport::SourcePath("data/ini/Shaders.ini")));
+    WriteFile(dir.path + "/tga/Font.tga", ReadText(generated + "Font.tga"));
+    Start(ReadText(testsupport::SourcePath("data/ini/Shaders.ini")));
     ASSERT_NE(engine->font->shader->stages[0].texture, nullptr);
     glClearColor(1, 1, 1, 1);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);

@@ -13,16 +13,16 @@
 #include <string>
 
 #include "app/ini_file.h"
-#include "app_test_util.h"
 #include "resources/shader.h"
 #include "resources/vertex_program.h"
+#include "support/files.h"
 #include "support/material_files.h"
 #include "support/stub_engine.h"
 
 namespace
 {
 
-using testsupport::ReadFile;
+using testsupport::ReadText;
 using testsupport::SourcePath;
 using testsupport::StubEngine;
 using testsupport::WriteMaterialFiles;
@@ -51,7 +51,7 @@ std::map<std::string, unsigned long> HeaderConstants()
     std::regex define(R"(^#define\s+(GL_\w+)\s+(0x[0-9A-Fa-f]+|[0-9]+)\s*$)");
     for (const char* header : {TESSIMO_GL_HEADERS "/gl.h", TESSIMO_GL_HEADERS "/glext.h"})
     {
-        std::istringstream in(ReadFile(header));
+        std::istringstream in(ReadText(header));
         std::string line;
         std::smatch m;
         while (std::getline(in, line))
@@ -64,7 +64,7 @@ std::map<std::string, unsigned long> HeaderConstants()
 TEST(TokenTable, EveryTokenHasTheNumberOfTheGlHeadersAndEveryUseIsListed)
 {
     std::map<std::string, std::string> tokens =
-        TokenSection(ReadFile(SourcePath("data/ini/tokens.ini")));
+        TokenSection(ReadText(SourcePath("data/ini/tokens.ini")));
     std::map<std::string, unsigned long> headers = HeaderConstants();
     ASSERT_GT(headers.size(), 1000u) << "GL headers not read from " TESSIMO_GL_HEADERS;
     ASSERT_FALSE(tokens.empty());
@@ -94,7 +94,7 @@ TEST(TokenTable, EveryTokenHasTheNumberOfTheGlHeadersAndEveryUseIsListed)
                                   "GL_SRC_ALPHA",
                                   "GL_MODULATE",
                                   "GL_LINEAR_MIPMAP_NEAREST"};
-    std::istringstream shaders(ReadFile(SourcePath("data/ini/Shaders.ini")));
+    std::istringstream shaders(ReadText(SourcePath("data/ini/Shaders.ini")));
     std::string line;
     std::smatch m;
     while (std::getline(shaders, line))
@@ -126,7 +126,7 @@ protected:
         return shader;
     }
 
-    apptest::TempDir dir;
+    testsupport::TempDir dir;
     StubEngine* engine = nullptr;
 };
 
@@ -351,7 +351,7 @@ struct Targa
 
 Targa ReadTarga(const std::string& path)
 {
-    std::string d = ReadFile(path);
+    std::string d = ReadText(path);
     Targa t;
     if (d.size() < 18 || d[2] != 2)
         return t;

@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
-#include <vector>
+
+#include "files.h"
 
 namespace testsupport
 {
@@ -21,18 +20,11 @@ inline std::string SourcePath(const std::string& relative)
     return std::string(root ? root : ".") + "/" + relative;
 }
 
-inline std::string ReadFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
+// WriteText into a folder that is made first, where missing.
 inline void WriteFile(const std::string& path, const std::string& text)
 {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << text;
+    WriteText(path, text);
 }
 
 // Red, green, blue, alpha of the pixel at x, y, y counted from the top.
@@ -68,7 +60,7 @@ inline void WriteTarga(const std::string& path, uint32_t width, uint32_t height,
 // definitions given.
 inline void WriteMaterialFiles(const std::string& dir, const std::string& shaders)
 {
-    WriteFile(dir + "/ini/tokens.ini", ReadFile(SourcePath("data/ini/tokens.ini")));
+    WriteFile(dir + "/ini/tokens.ini", ReadText(SourcePath("data/ini/tokens.ini")));
     WriteFile(dir + "/ini/Shaders.ini", shaders);
 }
 
