@@ -11,14 +11,14 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/format_string.h"
 #include "app/ini_file.h"
+#include "platform/path_map.h"
 #include "resources/engine_base.h"
 
 namespace
 {
 
-const char* const kTokenFile = "%s\\Ini\\tokens.ini";
+const char* const kTokenFile = "Ini\\tokens.ini";
 const char* const kTokenSection = "OpenGL";
 const char* const kStageSection = "%s - TU%d";
 const char* const kNoVertexProgram = "none";
@@ -69,8 +69,12 @@ void ReadText(IniFile& definitions, const char* key, const char* def, char (&out
 
 void Shader::Load(IniFile& definitions)
 {
+    // Formed in a buffer as deep as the start directory; a path that doesn't
+    // fit leaves the reader without a file, and every token is then unknown.
     IniFile tokens;
-    tokens.SetFile(FormatString(kTokenFile, g_engine->startDirectory));
+    char tokenPath[kMaxPath];
+    if (JoinPath(g_engine->startDirectory, kTokenFile, tokenPath, sizeof tokenPath))
+        tokens.SetFile(tokenPath);
     tokens.SetSection(kTokenSection);
     definitions.SetSection(name);
 
