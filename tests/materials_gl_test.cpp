@@ -15,6 +15,7 @@
 #include "app/gl_setup.h"
 #include "engine/engine.h"
 #include "hatching/procedural_texture.h"
+#include "hatching/volume_texture.h"
 #include "platform/messages.h"
 #include "resources/console_base.h"
 #include "resources/registries.h"
@@ -543,11 +544,22 @@ wrap_v=GL_CLAMP_TO_EDGE
     EXPECT_EQ(engine->lightingEnabled, 1);
 }
 
-TEST_F(MaterialsGl, APreviewTakesTheCurrentShaderOffFirst)
+// A volume texture in a stage switches its own target, GL_TEXTURE_3D, on
+// and off; a preview takes the current shader off before it draws.
+TEST_F(MaterialsGl, HatchingTexturesInAStageAndInThePreview)
 {
     Start();
     Shader* glass = engine->AddShader("Glass");
+    VolumeTexture volume;
+    glass->stages[1].texture = &volume;
     engine->SetShader(glass);
+    auto volumeOn = [] { return glIsEnabled(GL_TEXTURE_3D); };
+    glActiveTextureARB(GL_TEXTURE1_ARB);
+    EXPECT_TRUE(volumeOn());
+    engine->SetShader(nullptr);
+    EXPECT_FALSE(volumeOn());
+    engine->SetShader(glass);
+    EXPECT_TRUE(volumeOn());
     ProceduralTexture picture;
     picture.Create(8, 8, 24, 1, false);
     picture.Fill(10, 20, 30, 0);
@@ -557,6 +569,9 @@ TEST_F(MaterialsGl, APreviewTakesTheCurrentShaderOffFirst)
     EXPECT_EQ(engine->currentTexture, &picture);
     EXPECT_FALSE(ReadUnit(1).texture2D);
     EXPECT_EQ(engine->unitTextureEnabled[1], 0);
+    glActiveTextureARB(GL_TEXTURE1_ARB);
+    EXPECT_FALSE(volumeOn());
+    glActiveTextureARB(GL_TEXTURE0_ARB);
     EXPECT_EQ(Integer(GL_ACTIVE_TEXTURE), GL_TEXTURE0);
     EXPECT_EQ(GLuint(Integer(GL_TEXTURE_BINDING_2D)), picture.id);
     picture.FreePixels();
