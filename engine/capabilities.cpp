@@ -10,6 +10,7 @@
 #include "app/gl_entry_points.h"
 #include "platform/message_box.h"
 #include "resources/screen_font.h"
+#include "resources/vertex_array_pool.h"
 
 namespace
 {
@@ -200,14 +201,15 @@ bool Engine::Init()
     // The screen font comes first: it loads the shader "Font" and its
     // textures, before the console exists and before the vertex program
     // entry points are fetched, so that definition names no program. The
-    // vertex memory pool follows the probes once its subsystem exists, and
-    // the console publishes r_drawnormals once it has variables. The
     // console is made before the probes so that they have somewhere to
     // report.
     font = new ScreenFont("Font", 12, 7);
     console = new Console(font, g_window ? g_window->width : 0, g_window ? g_window->height : 0,
                           1024, 256, 12);
     ProbeCapabilities();
+    // The pool takes no memory yet: the application sets it up.
+    vertexPool = new VertexArrayPool;
+    console->AddVariable("r_drawnormals", VariableBool, &drawNormals, false);
     stepTimer.Reset();
     statsTimer.Reset();
     return true;

@@ -6,6 +6,7 @@
 #include "console/console.h"
 #include "platform/path_map.h"
 #include "resources/screen_font.h"
+#include "resources/vertex_array_pool.h"
 
 namespace
 {
@@ -48,11 +49,13 @@ Engine::~Engine()
         console->Printf("> %d vertex program have been deleted", programsDeleted);
         console->SaveLog("console.log");
     }
-    // Font, console, then the vertex pool once its subsystem exists.
+    // Font, console, then the vertex pool.
     delete font;
     font = nullptr;
     delete console;
     console = nullptr;
+    delete vertexPool;
+    vertexPool = nullptr;
 }
 
 bool Engine::Frame()
