@@ -1,7 +1,9 @@
 # Packs the source assets (everything under data/ but ini/ and the build
 # files) and the textures made at build time into ${TESSIMO_RUN_DIR}/data.rar:
 # solid, enciphered with the demo's password, entry names relative to data/
-# with backslashes ("tsm\avion.tsm").
+# with backslashes ("Ini\Shaders.ini"). Other assets made at build time, such
+# as the airplane "tsm\avion.tsm" (model.cmake), come in through
+# pack_generated ("file=entry" each) and pack_generated_depends.
 file(GLOB_RECURSE pack_files CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR}
   ${CMAKE_CURRENT_SOURCE_DIR}/*)
 list(FILTER pack_files EXCLUDE REGEX "^ini/")
@@ -46,6 +48,9 @@ if(TARGET tessimo-font)
   list(APPEND pack_args "${generated_dir}/Default.tga=tga\\Default.tga")
   list(APPEND pack_depends ${generated_dir}/Default.tga)
 endif()
+
+list(APPEND pack_args ${pack_generated})
+list(APPEND pack_depends ${pack_generated_depends})
 
 if(pack_args AND TARGET tessimo-rar)
   add_custom_command(OUTPUT ${TESSIMO_RUN_DIR}/data.rar
