@@ -1,0 +1,85 @@
+// Fuzzes the model file reader: MeshSet reads the input from memory, its
+// meshes taking their render arrays from a 1 MiB vertex pool. Every mesh
+// that loads must be whole: its faces name only its own vertices, and its
+// render arrays lie inside the pool. Nothing may crash, overrun or leak.
+
+#include "archive/file_buffer.h"
+#include "resources/engine_base.h"
+#include "resources/vertex_array_pool.h"
+#include "scene/mesh_set.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+// An engine with nothing but the pool: no GL, no console, and no
+// materials (the reader is what is fuzzed, not the registry).
+class FuzzEngine : public EngineBase
+{
+public:
+    void Begin2D(double, double) override {}
+    void End2D() override {}
+    bool Frame() override { return true; }
+    bool Init() override { return true; }
+    bool ExtensionSupported(const char*) override { return false; }
+    int32_t GetFps() override { return 0; }
+    void EndFrame() override {}
+    Shader* AddShader(const char*) override { return nullptr; }
+    void DrawLine(const Vec4&, const Vec4&) override {}
+    void DrawTriangle(const Vec4[3]) override {}
+    void DrawRay(const Vec4[2]) override {}
+};
+
+bool Inside(const VertexArrayPool& pool, const void* block, uint64_t bytes)
+{
+    auto at = static_cast<const uint8_t*>(block);
+    return at >= pool.base && at + bytes <= pool.end;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+    static FuzzEngine* engine = []
+    {
+        auto* e = new FuzzEngine;
+        e->vertexPool = new VertexArrayPool;
+        e->vertexPool->Init(0x100000, 0, 32, 0.0f, 0.0f);
+        g_engine = e;
+        return e;
+    }();
+    VertexArrayPool& pool = *engine->vertexPool;
+    pool.Reset();
+    if (size > 0xFFFFFFFFu)
+        return 0;
+
+    FileBuffer file;
+    file.data = static_cast<uint8_t*>(malloc(size ? size : 1));
+    memcpy(file.data, bytes, size);
+    file.size = static_cast<uint32_t>(size);
+    file.position = 0;
+    file.loaded = true;
+    {
+        MeshSet set;
+        set.Read(file, "fuzz.tsm");
+        for (uint32_t m = 0; m < set.meshCount; ++m)
+        {
+            const Mesh& mesh = set.meshes[m];
+            for (uint64_t i = 0; i < 3 * uint64_t(mesh.faceCount); ++i)
+                if (mesh.indices[i] >= mesh.vertexCount)
+                    abort();
+            uint64_t v = mesh.vertexCount;
+            if (!Inside(pool, mesh.renderPositions, 12 * v) ||
+                !Inside(pool, mesh.renderNormals, 12 * v) ||
+                !Inside(pool, mesh.renderTexCoords, 8 * v))
+                abort();
+            volatile float last = v ? mesh.renderTexCoords[2 * v - 1] : 0.0f;
+            (void)last;
+        }
+    }
+    file.Close();
+    return 0;
+}
