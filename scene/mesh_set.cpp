@@ -3,6 +3,7 @@
 #include "archive/file_buffer.h"
 #include "resources/console_base.h"
 #include "resources/engine_base.h"
+#include "resources/registries.h"
 
 namespace
 {
@@ -22,10 +23,31 @@ void Say(const char* format, uint32_t a, uint32_t b)
 
 } // namespace
 
-MeshContainer::MeshContainer() = default;
+namespace
+{
+
+// A shader leaving its registry (the console can delete one at any time)
+// must not stay behind in the meshes that draw with it.
+void ForgetShader(ResourceKind kind, void* object, void* user)
+{
+    if (kind != ResourceKind::Shader)
+        return;
+    MeshContainer* container = static_cast<MeshContainer*>(user);
+    for (uint32_t i = 0; i < container->meshCount; ++i)
+        if (container->meshes[i].shader == object)
+            container->meshes[i].shader = nullptr;
+}
+
+} // namespace
+
+MeshContainer::MeshContainer()
+{
+    AddResourceReleaseListener(ForgetShader, this);
+}
 
 MeshContainer::~MeshContainer()
 {
+    RemoveResourceReleaseListener(ForgetShader, this);
     delete[] meshes;
     meshes = nullptr;
     meshCount = 0;

@@ -429,6 +429,13 @@ TEST_F(SceneGl, ModelFilesLoadWholeMeshesAndSayWhatWentWrong)
     int32_t before = engine->polygonCount;
     two.DrawAll();
     EXPECT_EQ(engine->polygonCount, before + 3);
+    // A shader deleted under the meshes (as the console can) leaves them
+    // drawing without it, not through a dangling pointer.
+    engine->DeleteShaderByName("B");
+    EXPECT_EQ(two.meshes[1].shader, nullptr);
+    EXPECT_NE(two.meshes[0].shader, nullptr);
+    two.DrawAll();
+    EXPECT_EQ(engine->polygonCount, before + 6);
 
     // Missing, empty, and hostile files; the pool stays as it was for
     // every record that is refused.
