@@ -3,7 +3,9 @@
 #include <cstring>
 
 #include "app/input.h"
+#include "app/window.h"
 #include "platform/keys.h"
+#include "resources/console_base.h"
 
 namespace
 {
@@ -29,6 +31,10 @@ bool HatchingDemo::Frame()
     Engine::Frame();
     if (g_input->keys[VK_ESCAPE])
         return false;
+    // The console sees the keys and draws in the 2D mode, over the picture.
+    Begin2D(g_window->width, g_window->height);
+    console->Update(g_input);
+    End2D();
     EndFrame();
     return true;
 }

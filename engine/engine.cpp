@@ -47,7 +47,7 @@ Engine::~Engine()
     if (console)
     {
         console->Printf("> %d vertex program have been deleted", programsDeleted);
-        console->SaveLog("console.log");
+        console->Execute("savelog console.log");
     }
     // Font, console, then the vertex pool.
     delete font;
