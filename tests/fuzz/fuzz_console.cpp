@@ -1,0 +1,101 @@
+// Fuzzes the console: an input whose first byte is even is a series of
+// lines for Execute; an odd one is a stream of key presses for Update, each
+// byte flipping its key in the key array and a 0 byte ending a frame. The
+// commands keep their names and kinds but touch no GL (stand-in handlers),
+// and there is no engine, so Draw draws nothing. After each step the typed
+// line and every log line must be terminated within their buffers.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+#include "app/input.h"
+#include "console/console.h"
+#include "tests/support/console_stand_in.h"
+
+namespace
+{
+
+void Check(const Console& console)
+{
+    if (console.cursor >= sizeof console.input ||
+        memchr(console.input, 0, sizeof console.input) != console.input + console.cursor)
+        abort();
+    if (!memchr(console.recall, 0, sizeof console.recall))
+        abort();
+    for (uint32_t i = 0; i < console.HeldLines(); ++i)
+        if (!memchr(console.Line(i), 0, console.lineLength))
+            abort();
+}
+
+void RunLines(Console& console, const uint8_t* bytes, size_t size)
+{
+    char line[512];
+    size_t length = 0;
+    for (size_t i = 0; i <= size; ++i)
+    {
+        if (i == size || bytes[i] == '\n' || length == sizeof line - 1)
+        {
+            line[length] = 0;
+            console.Execute(line);
+            Check(console);
+            length = 0;
+            continue;
+        }
+        line[length++] = static_cast<char>(bytes[i]);
+    }
+}
+
+void RunKeys(Console& console, const uint8_t* bytes, size_t size)
+{
+    Input input;
+    for (size_t i = 0; i < size; ++i)
+    {
+        if (bytes[i] == 0)
+        {
+            console.Update(&input);
+            Check(console);
+        }
+        else
+            input.keys[bytes[i]] ^= 1;
+    }
+    console.Update(&input);
+    Check(console);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    // Printf echoes every line to standard error, and savelog writes
+    // console.log into the working folder: a private one.
+    if (!freopen("/dev/null", "w", stderr))
+        return 0;
+    char folder[] = "/tmp/fuzz_consoleXXXXXX";
+    if (mkdtemp(folder) && chdir(folder) != 0)
+        return 0;
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
+{
+    if (size == 0)
+        return 0;
+    // A small ring, so that inputs of modest size wrap it.
+    Console console(nullptr, 800, 600, 64, 256, 12);
+    testsupport::StandInCommands(console);
+    unsigned char flag = 0;
+    float scale = 0;
+    int32_t fixed = 7;
+    console.AddVariable("t_flag", VariableBool, &flag, false);
+    console.AddVariable("t_scale", VariableFloat, &scale, false);
+    console.AddVariable("t_fixed", VariableInt, &fixed, true);
+    if (bytes[0] & 1)
+        RunKeys(console, bytes + 1, size - 1);
+    else
+        RunLines(console, bytes + 1, size - 1);
+    if (fixed != 7)
+        abort();
+    return 0;
+}
