@@ -8,6 +8,22 @@
 // completes names with Tab, recalls the last line with F3, and runs a line
 // on Return. Commands are plain functions returning the text of their
 // result line; variables are fields of their owners, published by address.
+//
+// Bounds and odd input:
+// - The typed line holds at most 255 characters; further characters are
+//   dropped, their keys consumed all the same.
+// - Whatever goes into the log (a Printf, a typed line, a result line) is
+//   cut at lineLength - 1 characters.
+// - Execute looks up words of at most 31 characters; a longer word is
+//   unknown. A line of blanks has no word and runs nothing, like an empty one.
+// - A float or integer command whose argument is no number gets 0 (so
+//   "r_fov" alone sets the lower limit, 30). A variable takes a value only
+//   when more than blanks follows its name; a number that doesn't scan
+//   leaves it as it was. Numbers beyond 32 bits are held at the nearest end.
+// - The box shows `aperture` lines within 0 and lineCount, whatever the
+//   variable holds.
+// - A log file that can't be opened is left unwritten; the lines stay held,
+//   the debug output says so, and savelog's result line follows as usual.
 #pragma once
 
 #include <cstddef>
