@@ -68,8 +68,13 @@ class Typist
 public:
     void Keys(const std::vector<std::vector<std::string>>& presses)
     {
-        std::string cmd =
-            "xdotool search --sync --name '^" + std::string(kTitle) + "$' windowfocus --sync";
+        // Focus first, in a command of its own: keys sent after a search
+        // would go to the window found, and fail once a mode switch has
+        // destroyed it. These go to whatever has the focus, as a person's do.
+        std::string focus = "xdotool search --sync --name '^" + std::string(kTitle) +
+                            "$' windowfocus --sync >/dev/null 2>&1";
+        EXPECT_EQ(system(focus.c_str()), 0) << focus;
+        std::string cmd = "xdotool";
         for (const auto& chord : presses)
         {
             for (const std::string& key : chord)
@@ -411,13 +416,13 @@ TEST_F(ConsoleWindow, TypedLinesResultsAndTheBox)
     };
     for (const char* name : kCommandNames)
         rest.push_back(Is(std::string("> ") + name));
-    for (const std::string& line :
-         {std::string("> c_aperture"), std::string("> r_drawnormals"),
-          std::string("> r_freeVAmemory"), std::string("savelog"),
-          std::string("> console log saved into file <console.log>"), std::string("r_windowedmode"),
-          "> " + std::to_string(textureCount) + " textures reloaded",
-          std::string("> switching to windowed screen mode"), std::string("gl_renderer")})
+    for (const char* line : {"> c_aperture", "> r_drawnormals", "> r_freeVAmemory", "savelog",
+                             "> console log saved into file <console.log>", "r_windowedmode"})
         rest.push_back(Is(line));
+    // Whatever textures the reloaded shaders asked for come back too.
+    rest.push_back(Like("> \\d+ textures reloaded"));
+    rest.push_back(Is("> switching to windowed screen mode"));
+    rest.push_back(Is("gl_renderer"));
     rest.push_back(Like("> .+"));
     rest.push_back(Like("> \\d+ shaders have been deleted"));
     rest.push_back(Like("> \\d+ textures have been deleted"));
