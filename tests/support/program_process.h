@@ -82,6 +82,8 @@ inline bool WaitFor(const std::function<bool()>& done, double seconds)
 // when it has not ended in time: it is killed then.
 inline int WaitExit(pid_t pid, double seconds)
 {
+    if (pid <= 0)
+        return -1;
     int status = 0;
     bool ended = WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }, seconds);
     if (!ended)
