@@ -354,6 +354,9 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
     EXPECT_EQ(BoxHeight(), 2 * 12);
     for (const char* line : kTyped)
         Type(line);
+    // The new window takes keys once it has settled, as a person would see.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    Type("gl_renderer");
     Type("<Escape>", false);
     ASSERT_EQ(testsupport::WaitExit(program.pid, 30), 0);
     program.pid = -1;
