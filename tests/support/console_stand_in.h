@@ -34,12 +34,6 @@ inline const char* StandInFloat(float value)
     return StandInMessage();
 }
 
-inline const char* StandInInt(int32_t value)
-{
-    snprintf(StandInMessage(), 1024, "> int %d", value);
-    return StandInMessage();
-}
-
 // The argument in full, so that a long one makes a result line longer than
 // a log line.
 inline const char* StandInString(const char* text)
@@ -78,8 +72,6 @@ inline void StandInCommands(Console& console)
                           strcmp(command->name, "r_fullscreenmode") == 0;
         if (command->kind == CommandFloat)
             command->floatHandler = StandInFloat;
-        else if (command->kind == CommandInt)
-            command->intHandler = StandInInt;
         else if (command->kind == CommandString)
             command->stringHandler = StandInString;
         else
