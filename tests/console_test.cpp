@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "app/input.h"
-#include "app_test_util.h"
 #include "console/console.h"
 #include "platform/keys.h"
 #include "support/console_stand_in.h"
+#include "support/files.h"
 
 namespace
 {
@@ -161,7 +161,7 @@ TEST_F(ConsoleKeys, ExecuteWordsAndVariables)
 
 TEST_F(ConsoleKeys, HelpSavelogAndACommandThatRunsALine)
 {
-    apptest::TempDir dir;
+    testsupport::TempDir dir;
     ASSERT_FALSE(dir.path.empty());
     uint32_t before = console.logCount;
     Run("help me");
@@ -176,7 +176,7 @@ TEST_F(ConsoleKeys, HelpSavelogAndACommandThatRunsALine)
     EXPECT_EQ(Last(), "> switched");
     Run("savelog other.txt");
     EXPECT_EQ(Last(), "> console log saved into file <console.log>");
-    std::string saved = apptest::ReadText(dir.path + "/console.log");
+    std::string saved = testsupport::ReadText(dir.path + "/console.log");
     ASSERT_GE(saved.size(), 18u);
     EXPECT_EQ(saved.substr(saved.size() - 18), "> void\n> switched\n");
     console.SaveLog("no/such/folder/console.log"); // nothing written, nothing lost
@@ -185,7 +185,7 @@ TEST_F(ConsoleKeys, HelpSavelogAndACommandThatRunsALine)
 
 TEST(ConsoleRing, KeepsTheNewest1024LinesAndCutsLongOnes)
 {
-    apptest::TempDir dir;
+    testsupport::TempDir dir;
     ASSERT_FALSE(dir.path.empty());
     Console console(nullptr, 800, 600, 1000, 200, 12); // rounded to 1024 and 256
     EXPECT_EQ(console.lineCount, 1024u);
@@ -199,7 +199,7 @@ TEST(ConsoleRing, KeepsTheNewest1024LinesAndCutsLongOnes)
     console.Printf(nullptr);
     EXPECT_EQ(console.logCount, 1031u);
     console.Execute("savelog");
-    std::string saved = apptest::ReadText(dir.path + "/console.log");
+    std::string saved = testsupport::ReadText(dir.path + "/console.log");
     EXPECT_EQ(saved.rfind("line 7\n", 0), 0u);
     EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 1024);
 }

@@ -16,8 +16,8 @@
 #include <thread>
 #include <vector>
 
-#include "app_test_util.h"
-#include "support/program_process.h"
+#include "support/files.h"
+#include "support/program_window.h"
 
 namespace
 {
@@ -295,11 +295,11 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
             if (pid > 0)
                 testsupport::WaitExit(pid, 0);
         }
-    } program{testsupport::StartProgram(dir)};
+    } program{testsupport::StartProgram(dir, "dummy")};
     ASSERT_TRUE(testsupport::WaitFor(
         [&]
         {
-            return apptest::ReadText(dir + "/tessimo2.log").find("- init openGL engine") !=
+            return testsupport::ReadText(dir + "/tessimo2.log").find("- init openGL engine") !=
                    std::string::npos;
         },
         30));
@@ -324,7 +324,7 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
     ASSERT_EQ(testsupport::WaitExit(program.pid, 30), 0);
     program.pid = -1;
 
-    std::vector<std::string> log = Lines(apptest::ReadText(dir + "/console.log"));
+    std::vector<std::string> log = Lines(testsupport::ReadText(dir + "/console.log"));
     log.erase(log.begin(), std::find(log.begin(), log.end(), "c_aperture 5"));
     std::vector<std::vector<std::string>> listings;
     ExpectTranscript(log, listings);
