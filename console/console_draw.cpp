@@ -4,10 +4,7 @@
 #include "console/console.h"
 #include "console/console_texts.h"
 #include "resources/engine_base.h"
-#if __has_include("resources/screen_font.h")
 #include "resources/screen_font.h"
-#define CONSOLE_HAS_FONT 1
-#endif
 
 namespace
 {
@@ -71,18 +68,13 @@ void Console::Draw()
 {
     if (!g_engine)
         return;
-#ifdef CONSOLE_HAS_FONT
-    int32_t h = font ? font->glyphSize : 12;
-#else
-    int32_t h = 12;
-#endif
+    int32_t h = font ? font->glyphSize : 12; // the engine's font size when there is none
     PrepareState(g_engine);
     glPushMatrix();
     glTranslatef(0, 0, -1);
     uint32_t shown = ShownLines();
     DrawBox(width, static_cast<int32_t>(shown + 2) * h);
     glColor3f(1, 1, 1);
-#ifdef CONSOLE_HAS_FONT
     if (font)
     {
         font->Print(0, h, "%s", consoletext::kCaption);
@@ -92,6 +84,5 @@ void Console::Draw()
             font->Print(0, row * h, "%s", lines[i & lineCountMask]);
         font->Print(0, row * h, "%s", input);
     }
-#endif
     glPopMatrix();
 }
