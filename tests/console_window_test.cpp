@@ -54,7 +54,8 @@ std::string KeysFor(char c)
 // Types `text` and then Return into the program's window, found anew each
 // time since a display mode switch makes a new one. The focus is set by a
 // command of its own, so the keys go where a person's would. Each press is
-// held for a few frames: the console reads the key array once a frame.
+// held for a few frames, even on a busy machine: the console reads the key
+// array once a frame, and a press that comes and goes between two is lost.
 void Type(const std::string& text, bool thenReturn = true)
 {
     std::string focus = "xdotool search --sync --name '^" + std::string(kTitle) +
@@ -77,10 +78,10 @@ void Type(const std::string& text, bool thenReturn = true)
         std::vector<std::string> held;
         for (std::string key; keys >> key; held.insert(held.begin(), key))
             cmd += " keydown " + key;
-        cmd += " sleep 0.08";
+        cmd += " sleep 0.15";
         for (const std::string& key : held)
             cmd += " keyup " + key;
-        cmd += " sleep 0.04";
+        cmd += " sleep 0.03";
     }
     EXPECT_EQ(system((cmd + " >/dev/null 2>&1").c_str()), 0) << text;
 }
