@@ -6,6 +6,7 @@
 #include "app/window.h"
 #include "platform/keys.h"
 #include "resources/console_base.h"
+#include "resources/vertex_array_pool.h"
 
 namespace
 {
@@ -23,6 +24,9 @@ bool HatchingDemo::Init()
     // White paper, and the stencil buffer is cleared with the rest.
     glClearColor(1, 1, 1, 1);
     clearMask = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
+    // One MiB of main memory for the meshes' vertices; the pool publishes
+    // r_freeVAmemory on the console.
+    vertexPool->Init(1048576, 0, 32, 0, 0);
     return true;
 }
 
