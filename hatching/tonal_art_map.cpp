@@ -32,6 +32,12 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_S, wrapS);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_T, wrapT);
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_WRAP_R, wrapR);
+    // Tells the driver before the first level arrives that a whole chain
+    // follows. Without it a driver may lay out level 0 alone (3D textures
+    // are seldom mipmapped), move it when level 1 comes, and copy every
+    // level into a new chain at the first draw: three times the upload.
+    // The chain ends at levels - 1 in any case, so sampling is the same.
+    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAX_LEVEL, static_cast<GLint>(volume.levelCount) - 1);
     // The rows of the small levels (1 and 2 pixels of 3 bytes) are tight.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     for (uint32_t m = 0; m < volume.levelCount; ++m)
