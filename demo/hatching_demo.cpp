@@ -1,20 +1,112 @@
 #include "demo/hatching_demo.h"
 
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 
+#include "app/gl_entry_points.h"
 #include "app/input.h"
+#include "app/log.h"
+#include "app/math.h"
 #include "app/window.h"
+#include "hatching/tonal_art_map.h"
 #include "platform/keys.h"
+#include "platform/path_map.h"
 #include "resources/console_base.h"
+#include "resources/screen_font.h"
+#include "resources/shader.h"
 #include "resources/vertex_array_pool.h"
+#include "resources/vertex_program.h"
+#include "scene/camera.h"
+#include "scene/frustum.h"
+#include "scene/light.h"
+#include "scene/mesh.h"
+#include "scene/mesh_set.h"
+
+float HatchingDemo::sweepAngle = 0.0f;
 
 namespace
 {
 
 const char* const kArchiveName = "data.rar";
 const char* const kArchivePassword = "mirodune";
+const char* const kModelPath = "tsm\\avion.tsm";
+const char* const kHatchingShader = "Hatching";
+
+// The art map: 256 x 256 at the finest level, 128 tones, best of 5 strokes,
+// hatching.
+const uint32_t kArtMapSize = 256;
+const uint32_t kArtMapTones = 128;
+const uint32_t kArtMapCandidates = 5;
+const int32_t kArtMapHatching = 0;
+
+// The light circles the y axis at this radius, 0.01 radian a tick.
+const float kLightRadius = 15.0f;
+const float kSweepStep = 0.01f;
+const float kHeightStep = 0.5f;
+
+// What the data lacked, in the log (between hash signs) and on the console.
+const char* const kNoArchiveLog = "## data archive '%s' not found ##\n";
+const char* const kNoArchiveConsole = "> data archive '%s' not found";
+const char* const kNoModelLog = "## no mesh read from model '%s' ##\n";
+const char* const kNoModelConsole = "> no mesh read from model '%s'";
+const char* const kNoShaderLog = "## shader '%s' not found: the art map is not used ##\n";
+const char* const kNoShaderConsole = "> shader '%s' not found: the art map is not used";
+const char* const kNoProgramLog = "## shader '%s' has no working vertex program ##\n";
+const char* const kNoProgramConsole = "> shader '%s' has no working vertex program";
+
+void SetText(char (&out)[256], const char* text)
+{
+    snprintf(out, sizeof out, "%s", text);
+}
+
+// A program that could not be read was never bound to its name; one that
+// the driver refused holds no text.
+bool ProgramWorks(VertexProgram* program)
+{
+    if (!program || !g_engine->hasVertexProgram || !glIsProgramARB(program->id))
+        return false;
+    glBindProgramARB(GL_VERTEX_PROGRAM_ARB, program->id);
+    GLint length = 0;
+    glGetProgramivARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_LENGTH_ARB, &length);
+    return length > 0;
+}
+
+void Report(const char* logFormat, const char* consoleFormat, const char* name)
+{
+    LogPrintf(logFormat, name);
+    if (g_engine->console)
+        g_engine->console->Printf(consoleFormat, name);
+}
 
 } // namespace
+
+HatchingDemo::HatchingDemo() : HatchingDemo(nullptr) {}
+
+HatchingDemo::HatchingDemo(const char* diskModel)
+{
+    camera = new Camera;
+    frustum = new Frustum;
+    light = new Light(GL_LIGHT0);
+    model = nullptr;
+    camera->LookAt(Vec4(13.6f, 7.7f, 11.8f, 0.0f), Vec4(0.0f, -2.0f, -5.0f, 0.0f));
+    SetText(modelPath, diskModel ? diskModel : kModelPath);
+    modelFromArchive = diskModel == nullptr;
+}
+
+HatchingDemo::~HatchingDemo()
+{
+    delete light;
+    delete frustum;
+    delete camera;
+    delete model;
+    delete artMap;
+    light = nullptr;
+    frustum = nullptr;
+    camera = nullptr;
+    model = nullptr;
+    artMap = nullptr;
+}
 
 bool HatchingDemo::Init()
 {
@@ -24,21 +116,129 @@ bool HatchingDemo::Init()
     // White paper, and the stencil buffer is cleared with the rest.
     glClearColor(1, 1, 1, 1);
     clearMask = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
-    // One MiB of main memory for the meshes' vertices; the pool publishes
-    // r_freeVAmemory on the console.
+    // One MiB of main memory for the meshes' render copies.
     vertexPool->Init(1048576, 0, 32, 0, 0);
+
+    model = new MeshSet;
+    if (modelFromArchive)
+        model->Load(modelPath, kArchiveName, kArchivePassword);
+    else
+        model->Load(modelPath, "", "");
+    TurnFirstMesh();
+
+    artMap = new TonalArtMap;
+    artMap->Build(kArtMapSize, kArtMapTones, kArtMapCandidates, kArtMapHatching);
+    GiveArtMapToHatching();
+
+    lightHeight = 40.0f;
+    ReportMissingData();
+    g_window->ResetStartTime();
     return true;
+}
+
+// Half a turn about y, for the first mesh only, and only when there is one.
+void HatchingDemo::TurnFirstMesh()
+{
+    if (!model->meshes || model->meshCount == 0)
+        return;
+    Matrix4& transform = model->meshes[0].transform;
+    Matrix4 rotation, product;
+    rotation.RotationX(0.0f);
+    product = transform * rotation;
+    transform = product;
+    rotation.RotationY(DegToRad * 180.0f);
+    product = transform * rotation;
+    transform = product;
+    rotation.RotationZ(0.0f);
+    product = transform * rotation;
+    transform = product;
+}
+
+// The material only borrows the map; the demo deletes it.
+void HatchingDemo::GiveArtMapToHatching()
+{
+    Shader* hatching = FindShader(kHatchingShader);
+    if (hatching && hatching->stageCount > 0)
+        hatching->stages[0].texture = artMap;
+}
+
+void HatchingDemo::ReportMissingData()
+{
+    if (modelFromArchive)
+    {
+        char archivePath[512];
+        MapPath(kArchiveName, archivePath, sizeof archivePath);
+        if (FILE* archive = fopen(archivePath, "rb"))
+            fclose(archive);
+        else
+            Report(kNoArchiveLog, kNoArchiveConsole, kArchiveName);
+    }
+    if (model->meshCount == 0)
+        Report(kNoModelLog, kNoModelConsole, modelPath);
+    Shader* hatching = FindShader(kHatchingShader);
+    if (!hatching)
+        Report(kNoShaderLog, kNoShaderConsole, kHatchingShader);
+    else if (!hatching->hasVertexProgram || !ProgramWorks(hatching->vertexProgram))
+    {
+        // A program that GL refuses would leave the model undrawn; without
+        // one the model is drawn all the same, in the art map's darkest
+        // tone (the third coordinate is 0): a silhouette in ink.
+        hatching->hasVertexProgram = false;
+        Report(kNoProgramLog, kNoProgramConsole, kHatchingShader);
+    }
+}
+
+void HatchingDemo::Update()
+{
+    light->SetPosition(std::cos(sweepAngle) * kLightRadius, lightHeight,
+                       std::sin(sweepAngle) * kLightRadius);
+    light->SetKind(1);
+    UpdateShaders();
+    if (g_input->keys[VK_ADD])
+        lightHeight += kHeightStep;
+    if (g_input->keys[VK_SUBTRACT])
+        lightHeight -= kHeightStep;
+    sweepAngle += kSweepStep;
 }
 
 bool HatchingDemo::Frame()
 {
     Engine::Frame();
+    camera->ApplyView();
+    frustum->Update();
+    light->Apply();
+    model->DrawAll();
+    glColor3f(1, 1, 1);
+    glPopMatrix();
     if (g_input->keys[VK_ESCAPE])
         return false;
-    // The console sees the keys and draws in the 2D mode, over the picture.
-    Begin2D(g_window->width, g_window->height);
+
+    Begin2D(static_cast<double>(g_window->width), static_cast<double>(g_window->height));
+    DisableLighting();
     console->Update(g_input);
+    glColor4f(1, 1, 1, 1);
+    DrawOverlay();
+    EnableLighting();
     End2D();
     EndFrame();
     return true;
+}
+
+// Placed for a screen of 800 by 600 whatever the window's size, y growing
+// downwards, each at the lower left corner of its text.
+void HatchingDemo::DrawOverlay()
+{
+    const int32_t s = font->glyphSize;
+    const int32_t a = font->advance;
+    const int32_t fpsNow = GetFps();
+    font->Print((80 - a) * 10, 600 - s, "FPS : %d", fpsNow);
+    font->Print(0, 600 - s, "%d Poly", polygonCount);
+    const double polygonsPerSecond =
+        static_cast<double>(static_cast<int64_t>(fpsNow) * polygonCount);
+    font->Print(325, 600 - a, "%.2f MPoly/s", polygonsPerSecond * static_cast<double>(0.000001f));
+    const float size = static_cast<float>(s);
+    font->Print(0, static_cast<int32_t>(600.0f - 5.0f * size), "Frame   : %2d %%", renderPercent);
+    font->Print(0, static_cast<int32_t>(600.0f - 4.0f * size), "CPU     : %2d %%", updatePercent);
+    font->Print(0, static_cast<int32_t>(600.0f - 3.0f * size), "Other ? : %2d %%",
+                100 - updatePercent - renderPercent);
 }

@@ -15,6 +15,11 @@
 //     --exclude NAME      leave out the meshes of that material or node name
 //                         (repeatable)
 //     --max-vertices N    refuse a model of more than N vertices in all
+//     --box-uv SIZE       new texture coordinates: each triangle projected
+//                         along the axis its face turns to most, one unit
+//                         of texture every SIZE units of the placed model
+//     --facets            every triangle with vertices of its own and its
+//                         face normal: flat shading, one tone a face
 //     --info              print what would be written, write nothing
 //
 // Without --merge each mesh of each node becomes one mesh, with the node's
@@ -69,6 +74,8 @@ struct Options
     std::string material;
     bool materialGiven = false;
     uint64_t maxVertices = 0;
+    float boxUv = 0.0f;
+    bool facets = false;
     bool info = false;
     std::vector<std::string> excluded;
     bool Excluded(const std::string& name) const
@@ -104,7 +111,8 @@ void Usage()
                  "usage: tessimo-import [--scale S] [--fit SIZE] [--center] [--position X,Y,Z]\n"
                  "                      [--rotate X,Y,Z]\n"
                  "                      [--merge material|all] [--material NAME]\n"
-                 "                      [--exclude NAME]... [--max-vertices N] [--info]\n"
+                 "                      [--exclude NAME]... [--max-vertices N] [--box-uv SIZE]\n"
+                 "                      [--facets] [--info]\n"
                  "                      SOURCE [OUTPUT]\n");
     std::exit(1);
 }
@@ -186,6 +194,14 @@ Options ParseArguments(int argc, char** argv)
         }
         else if (a == "--exclude")
             o.excluded.push_back(value());
+        else if (a == "--facets")
+            o.facets = true;
+        else if (a == "--box-uv")
+        {
+            o.boxUv = ParseFloat(value(), "--box-uv");
+            if (o.boxUv <= 0.0f)
+                Fail("--box-uv needs a size above 0");
+        }
         else if (a == "--info")
             o.info = true;
         else if (a == "--help" || a == "-h")
@@ -300,6 +316,83 @@ void AppendMesh(const aiMesh* mesh, const aiMatrix4x4& transform, OutMesh& out)
             std::swap(b, c);
         out.faces.insert(out.faces.end(), {a, b, c});
     }
+}
+
+// Texture coordinates of even density over the whole model, whatever the
+// source's mapping: each triangle is projected along the axis of its face
+// normal's largest component, so the texture is never stretched by more
+// than sqrt(3) on a face. A vertex shared by triangles that project along
+// different axes is split, one copy for each axis.
+void BoxTexCoords(OutMesh& m, float size)
+{
+    std::vector<float> positions, normals, texCoords;
+    std::map<std::pair<uint32_t, int>, uint32_t> copies;
+    for (size_t f = 0; f < m.FaceCount(); ++f)
+    {
+        uint32_t* corner = &m.faces[3 * f];
+        const float* p[3] = {&m.positions[3 * size_t(corner[0])],
+                             &m.positions[3 * size_t(corner[1])],
+                             &m.positions[3 * size_t(corner[2])]};
+        aiVector3D e1(p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]);
+        aiVector3D e2(p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]);
+        aiVector3D n = e1 ^ e2;
+        const float a[3] = {std::fabs(n.x), std::fabs(n.y), std::fabs(n.z)};
+        int axis = a[0] >= a[1] && a[0] >= a[2] ? 0 : (a[1] >= a[2] ? 1 : 2);
+        int u = axis == 0 ? 2 : 0;
+        int w = axis == 1 ? 2 : 1;
+        for (int k = 0; k < 3; ++k)
+        {
+            auto key = std::make_pair(corner[k], axis);
+            auto found = copies.find(key);
+            if (found == copies.end())
+            {
+                uint32_t index = static_cast<uint32_t>(positions.size() / 3);
+                const float* q = &m.positions[3 * size_t(corner[k])];
+                const float* nq = &m.normals[3 * size_t(corner[k])];
+                positions.insert(positions.end(), {q[0], q[1], q[2]});
+                normals.insert(normals.end(), {nq[0], nq[1], nq[2]});
+                texCoords.insert(texCoords.end(), {q[u] / size, q[w] / size});
+                found = copies.emplace(key, index).first;
+            }
+            corner[k] = found->second;
+        }
+    }
+    m.positions.swap(positions);
+    m.normals.swap(normals);
+    m.texCoords.swap(texCoords);
+}
+
+// Flat faces: three vertices of its own for every triangle, each with the
+// face's unit normal (a degenerate face keeps its vertices' normals).
+void Facets(OutMesh& m)
+{
+    std::vector<float> positions, normals, texCoords;
+    for (size_t f = 0; f < m.FaceCount(); ++f)
+    {
+        uint32_t* corner = &m.faces[3 * f];
+        const float* p[3] = {&m.positions[3 * size_t(corner[0])],
+                             &m.positions[3 * size_t(corner[1])],
+                             &m.positions[3 * size_t(corner[2])]};
+        aiVector3D e1(p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]);
+        aiVector3D e2(p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]);
+        aiVector3D n = e1 ^ e2;
+        float length = n.Length();
+        for (int k = 0; k < 3; ++k)
+        {
+            size_t v = corner[k];
+            positions.insert(positions.end(), {p[k][0], p[k][1], p[k][2]});
+            if (length > 0.0f && std::isfinite(length))
+                normals.insert(normals.end(), {n.x / length, n.y / length, n.z / length});
+            else
+                normals.insert(normals.end(),
+                               {m.normals[3 * v], m.normals[3 * v + 1], m.normals[3 * v + 2]});
+            texCoords.insert(texCoords.end(), {m.texCoords[2 * v], m.texCoords[2 * v + 1]});
+            corner[k] = static_cast<uint32_t>(3 * f + size_t(k));
+        }
+    }
+    m.positions.swap(positions);
+    m.normals.swap(normals);
+    m.texCoords.swap(texCoords);
 }
 
 struct Collector
@@ -516,6 +609,13 @@ int main(int argc, char** argv)
         for (OutMesh& m : meshes)
             m.shader = o.material;
     Place(meshes, o);
+    for (OutMesh& m : meshes)
+    {
+        if (o.facets)
+            Facets(m);
+        if (o.boxUv > 0.0f)
+            BoxTexCoords(m, o.boxUv);
+    }
 
     uint64_t vertices = 0;
     for (const OutMesh& m : meshes)

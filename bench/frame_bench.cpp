@@ -1,0 +1,202 @@
+// A frame of the demo at 800 by 600 on this driver next to a minimal GL
+// program that draws the same meshes from the same arrays, with the same
+// 3D texture and vertex program, and nothing else: no statistics, no state
+// cache, no material, no overlay, no console. Both run in one process on
+// one context (SDL's offscreen driver), each frame ended with glFinish so
+// that the driver's queued work is counted where it was asked for.
+//
+//   build/bench/frame_bench [--benchmark_repetitions=5] [run directory]
+//
+// The last line: "frame 800x600: demo F fps, peer P fps, ratio R" with R
+// the demo's frame rate over the peer's (1.0: the engine costs nothing).
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <unistd.h>
+
+#include "app/gl_entry_points.h"
+#include "app/window.h"
+#include "demo/hatching_demo.h"
+#include "demo/program.h"
+#include "hatching/tonal_art_map.h"
+#include "resources/shader.h"
+#include "resources/vertex_program.h"
+#include "scene/camera.h"
+#include "scene/light.h"
+#include "scene/mesh.h"
+#include "scene/mesh_set.h"
+
+namespace
+{
+
+HatchingDemo* demo = nullptr;
+
+void BM_DemoFrame(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        demo->Frame();
+        g_window->Swap();
+        glFinish();
+    }
+}
+
+// The peer: the GL calls that drawing the model needs, made directly. The
+// state the material would set is set once, outside the loop; the light
+// stands where the demo left it.
+class Peer
+{
+public:
+    void Begin()
+    {
+        glPushAttrib(GL_ALL_ATTRIB_BITS);
+        glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
+        glMatrixMode(GL_TEXTURE);
+        glPushMatrix();
+        glLoadIdentity();
+        Shader* hatching = demo->FindShader("Hatching");
+        if (hatching && hatching->stageCount > 0)
+        {
+            const ShaderStage& stage = hatching->stages[0];
+            glScalef(stage.scale.x, stage.scale.y, 1);
+        }
+        glMatrixMode(GL_MODELVIEW);
+        glActiveTextureARB(GL_TEXTURE0_ARB);
+        glClientActiveTextureARB(GL_TEXTURE0_ARB);
+        glDisable(GL_TEXTURE_2D);
+        glEnable(GL_TEXTURE_3D);
+        glBindTexture(GL_TEXTURE_3D, demo->artMap->id);
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+        if (hatching && hatching->vertexProgram)
+        {
+            glBindProgramARB(GL_VERTEX_PROGRAM_ARB, hatching->vertexProgram->id);
+            glEnable(GL_VERTEX_PROGRAM_ARB);
+        }
+        glEnable(GL_DEPTH_TEST);
+        glDepthMask(GL_TRUE);
+        glEnable(GL_CULL_FACE);
+        glFrontFace(GL_CCW);
+        glDisable(GL_BLEND);
+        glEnableClientState(GL_VERTEX_ARRAY);
+        glEnableClientState(GL_NORMAL_ARRAY);
+        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        light = demo->light->GetPosition();
+    }
+
+    void Frame()
+    {
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+        glLoadTransposeMatrixfARB(demo->camera->transform.m);
+        glLightfv(GL_LIGHT0, GL_POSITION, &light.x);
+        for (uint32_t i = 0; i < demo->model->meshCount; ++i)
+        {
+            const Mesh& mesh = demo->model->meshes[i];
+            glPushMatrix();
+            glMultTransposeMatrixfARB(mesh.transform.m);
+            glVertexPointer(3, GL_FLOAT, 12, mesh.renderPositions);
+            glNormalPointer(GL_FLOAT, 12, mesh.renderNormals);
+            glTexCoordPointer(2, GL_FLOAT, 8, mesh.renderTexCoords);
+            glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(mesh.faceCount * 3), GL_UNSIGNED_INT,
+                           mesh.indices);
+            glPopMatrix();
+        }
+    }
+
+    void End()
+    {
+        glMatrixMode(GL_TEXTURE);
+        glPopMatrix();
+        glMatrixMode(GL_MODELVIEW);
+        glPopClientAttrib();
+        glPopAttrib();
+    }
+
+private:
+    Vec4 light;
+};
+
+void BM_PeerFrame(benchmark::State& state)
+{
+    Peer peer;
+    peer.Begin();
+    for (auto _ : state)
+    {
+        peer.Frame();
+        g_window->Swap();
+        glFinish();
+    }
+    peer.End();
+}
+
+BENCHMARK(BM_DemoFrame)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_PeerFrame)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+
+// The two frame rates and their ratio after the table, from the median of
+// the repetitions when there are several.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& r : runs)
+        {
+            std::string name = r.run_name.function_name;
+            bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
+            if (r.run_type == Run::RT_Iteration && !ms.count(name))
+                ms[name] = r.GetAdjustedRealTime();
+            else if (median)
+                ms[name] = r.GetAdjustedRealTime();
+        }
+    }
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        double demoMs = ms["BM_DemoFrame"], peerMs = ms["BM_PeerFrame"];
+        if (demoMs > 0 && peerMs > 0)
+            printf("frame %dx%d: demo %.1f fps, peer %.1f fps, ratio %.3f\n", g_window->width,
+                   g_window->height, 1000.0 / demoMs, 1000.0 / peerMs, peerMs / demoMs);
+    }
+
+private:
+    std::map<std::string, double> ms;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    const char* runDir = argc > 1 ? argv[1] : TESSIMO_RUN_DIR;
+    if (chdir(runDir) != 0)
+    {
+        fprintf(stderr, "frame_bench: can't enter '%s'\n", runDir);
+        return 1;
+    }
+    setenv("SDL_VIDEODRIVER", "offscreen", 1);
+    setenv("SDL_AUDIODRIVER", "dummy", 1);
+    atexit(ExitCleanup);
+    ProgramOptions options;
+    options.width = 800;
+    options.height = 600;
+    options.forceWindowed = true;
+    StartProgram(options);
+    demo = new HatchingDemo;
+    g_engine = demo;
+    demo->Init();
+    if (!demo->model || demo->model->meshCount == 0)
+    {
+        fprintf(stderr, "frame_bench: no model in '%s'\n", runDir);
+        return 1;
+    }
+    uint32_t faces = 0;
+    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
+        faces += demo->model->meshes[i].faceCount;
+    printf("model: %u meshes, %u triangles\n", demo->model->meshCount, faces);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}

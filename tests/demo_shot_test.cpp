@@ -1,0 +1,276 @@
+// The demo rendered headless through tessimo-shot: the same tick gives the
+// same bytes and another tick another picture, the look stays that of a
+// committed reference, and data that lack the model, the vertex program,
+// the right password or the whole archive give a run that says so and ends
+// in order.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <set>
+#include <sstream>
+
+#include "app_test_util.h"
+#include "support/picture.h"
+
+namespace
+{
+
+using apptest::ReadText;
+using apptest::WriteText;
+using testsupport::Env;
+using testsupport::Picture;
+
+const char* const kPassword = "mirodune";
+
+std::string Tool(const std::string& relative)
+{
+    return Env("TESSIMO_BINARY_DIR") + "/" + relative;
+}
+
+class DemoShot : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        std::error_code ec;
+        if (!HasFailure())
+            for (const std::string& dir : dirs)
+                std::filesystem::remove_all(dir, ec);
+    }
+    std::string RunDir(bool withIni = true, bool withArchive = true)
+    {
+        std::string dir = testsupport::MakeRunDir(withIni);
+        if (!withArchive)
+            unlink((dir + "/data.rar").c_str());
+        dirs.push_back(dir);
+        return dir;
+    }
+    // One run of tessimo-shot in `dir`; the picture in dir/<name>.
+    int Shot(const std::string& dir, long ticks, const std::string& size, const std::string& name,
+             Picture* picture)
+    {
+        pid_t pid = testsupport::StartCommand(dir, {Env("TESSIMO_RUN_DIR") + "/tessimo-shot",
+                                                    "--ticks", std::to_string(ticks), "--size",
+                                                    size, "--output", name});
+        int status = testsupport::WaitExit(pid, 120);
+        if (status == 0)
+        {
+            EXPECT_TRUE(testsupport::ReadPng(dir + "/" + name, picture));
+        }
+        return status;
+    }
+    std::vector<std::string> dirs;
+};
+
+double MeanAbsoluteDifference(const Picture& a, const Picture& b)
+{
+    if (a.rgb.size() != b.rgb.size() || a.rgb.empty())
+        return 255;
+    double sum = 0;
+    for (size_t i = 0; i < a.rgb.size(); ++i)
+        sum += std::abs(static_cast<int>(a.rgb[i]) - static_cast<int>(b.rgb[i]));
+    return sum / static_cast<double>(a.rgb.size());
+}
+
+TEST_F(DemoShot, ATickGivesItsOwnPictureByteForByte)
+{
+    std::string dir = RunDir();
+    Picture first, again, later;
+    ASSERT_EQ(Shot(dir, 120, "320x240", "a.png", &first), 0) << ReadText(dir + "/output.txt");
+    ASSERT_EQ(Shot(dir, 120, "320x240", "b.png", &again), 0);
+    ASSERT_EQ(Shot(dir, 420, "320x240", "c.png", &later), 0);
+    ASSERT_EQ(first.width, 320);
+    ASSERT_EQ(first.height, 240);
+    EXPECT_TRUE(first.rgb == again.rgb);
+    EXPECT_FALSE(first.rgb == later.rgb);
+
+    // White paper along the top edge; the airplane in the middle in many
+    // tones of ink.
+    EXPECT_EQ(first.MeanLevel(0, 0, 320, 4), 255.0);
+    std::set<int> tones;
+    for (int y = 60; y < 180; ++y)
+        for (int x = 80; x < 240; ++x)
+            tones.insert(first.At(x, y)[0] / 8);
+    EXPECT_GE(tones.size(), 24u);
+    EXPECT_LT(first.MeanLevel(80, 60, 240, 180), 235.0);
+
+    // A normal run: nothing missing in the log, the mesh count and the
+    // compiled program on the console.
+    std::string log = ReadText(dir + "/tessimo2.log");
+    EXPECT_EQ(log.find("##"), std::string::npos) << log;
+    EXPECT_NE(log.find("- shutting down at"), std::string::npos) << log;
+    std::string console = ReadText(dir + "/console.log");
+    EXPECT_NE(console.find("mesh loaded from file 'tsm\\avion.tsm'"), std::string::npos);
+    EXPECT_NE(console.find("vertex program loaded and compiled successfully"), std::string::npos)
+        << console;
+}
+
+// The reference was written by tessimo-shot at tick 60 (scripts/pictures
+// --reference writes it again). Moving every tone one slice lighter in the
+// vertex program changes this picture by 0.66 a byte on average (measured);
+// the tolerance is under half of that.
+TEST_F(DemoShot, TheLookMatchesTheReference)
+{
+    std::string dir = RunDir();
+    Picture reference, shot;
+    ASSERT_TRUE(testsupport::ReadPng(Env("TESSIMO_SOURCE_DIR") + "/tests/data/demo_tick60.png",
+                                     &reference));
+    ASSERT_EQ(Shot(dir, 60, "200x150", "shot.png", &shot), 0);
+    double difference = MeanAbsoluteDifference(reference, shot);
+    EXPECT_LT(difference, 0.3) << "see " << dir << "/shot.png";
+}
+
+// Archive contents: every entry of the built data.rar, extracted.
+struct Entries
+{
+    std::string folder;
+    std::vector<std::string> names;
+};
+
+Entries ExtractAll(const std::string& dir)
+{
+    Entries entries;
+    entries.folder = dir + "/entries";
+    std::filesystem::create_directories(entries.folder);
+    std::string rar = Tool("tools/tessimo-rar/tessimo-rar");
+    std::string archive = Env("TESSIMO_RUN_DIR") + "/data.rar";
+    std::string listing = entries.folder + "/list.txt";
+    if (system(("'" + rar + "' list '" + archive + "' > '" + listing + "'").c_str()) != 0)
+        return entries;
+    std::stringstream lines(ReadText(listing));
+    for (std::string line; std::getline(lines, line);)
+    {
+        // The entry name is the first field of a listing line.
+        std::string name = line.substr(0, line.find(' '));
+        if (name.find('\\') == std::string::npos)
+            continue;
+        std::string file = entries.folder + "/" + std::to_string(entries.names.size());
+        std::string cmd = "'" + rar + "' extract '" + archive + "' '" + name + "' --password " +
+                          kPassword + " --output '" + file + "'";
+        if (system(cmd.c_str()) == 0)
+            entries.names.push_back(name);
+    }
+    return entries;
+}
+
+// A data.rar in `dir` with the entries but those whose name contains
+// `leaveOut`, under `password`.
+bool Repack(const std::string& dir, const Entries& entries, const std::string& leaveOut,
+            const std::string& password)
+{
+    std::string cmd = "'" + Tool("tools/tessimo-rar/tessimo-rar") + "' create '" + dir +
+                      "/data.rar' --password " + password + " --solid";
+    for (size_t i = 0; i < entries.names.size(); ++i)
+        if (leaveOut.empty() || entries.names[i].find(leaveOut) == std::string::npos)
+            cmd += " '" + entries.folder + "/" + std::to_string(i) + "=" + entries.names[i] + "'";
+    return system((cmd + " > /dev/null").c_str()) == 0;
+}
+
+struct BadData
+{
+    const char* what;
+    const char* leaveOut; // entry left out of the archive ("" none)
+    const char* password; // the archive's password
+    bool noArchive;
+    bool noHatchingSection; // Shaders.ini without "Hatching"
+    std::vector<const char*> logLines;
+    std::vector<const char*> consoleLines;
+    bool modelDrawn;
+};
+
+TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
+{
+    Entries entries = ExtractAll(RunDir(false, false));
+    ASSERT_GE(entries.names.size(), 3u);
+    const char* noModelLog = "## no mesh read from model 'tsm\\avion.tsm' ##";
+    const char* noModelConsole = "> no mesh read from model 'tsm\\avion.tsm'";
+    const char* noProgramLog = "## shader 'Hatching' has no working vertex program ##";
+    const char* noProgramConsole = "> shader 'Hatching' has no working vertex program";
+    const char* noShaderLog = "## shader 'Hatching' not found: the art map is not used ##";
+    const std::vector<BadData> cases = {
+        {"no model",
+         "tsm\\",
+         kPassword,
+         false,
+         false,
+         {noModelLog, noShaderLog},
+         {noModelConsole},
+         false},
+        {"no vertex program",
+         "vp\\",
+         kPassword,
+         false,
+         false,
+         {noProgramLog},
+         {noProgramConsole},
+         true},
+        {"wrong password",
+         "",
+         "not-the-password",
+         false,
+         false,
+         {noModelLog, noShaderLog},
+         {noModelConsole},
+         false},
+        {"no archive",
+         "",
+         kPassword,
+         true,
+         false,
+         {"## data archive 'data.rar' not found ##", noModelLog},
+         {"> data archive 'data.rar' not found", noModelConsole},
+         false},
+        {"no Hatching section",
+         "",
+         kPassword,
+         false,
+         true,
+         {noProgramLog},
+         {noProgramConsole},
+         true},
+    };
+    for (const BadData& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        std::string dir = RunDir(true, false);
+        if (!c.noArchive)
+        {
+            ASSERT_TRUE(Repack(dir, entries, c.leaveOut, c.password));
+        }
+        if (c.noHatchingSection)
+        {
+            // Every section whose name starts with "Hatching" goes.
+            std::stringstream in(ReadText(dir + "/ini/Shaders.ini"));
+            std::string out;
+            bool keep = true;
+            for (std::string line; std::getline(in, line);)
+            {
+                if (!line.empty() && line[0] == '[')
+                    keep = line.rfind("[Hatching", 0) != 0;
+                if (keep)
+                    out += line + "\n";
+            }
+            WriteText(dir + "/ini/Shaders.ini", out);
+        }
+        Picture picture;
+        ASSERT_EQ(Shot(dir, 30, "200x150", "shot.png", &picture), 0)
+            << ReadText(dir + "/output.txt");
+        std::string log = ReadText(dir + "/tessimo2.log");
+        for (const char* line : c.logLines)
+            EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
+        EXPECT_NE(log.find("- shutting down at"), std::string::npos) << log;
+        std::string console = ReadText(dir + "/console.log");
+        for (const char* line : c.consoleLines)
+            EXPECT_NE(console.find(line), std::string::npos) << line << "\n" << console;
+        EXPECT_NE(console.find("shaders have been deleted"), std::string::npos) << console;
+        // The paper is always there; the airplane only with its model.
+        EXPECT_EQ(picture.MeanLevel(0, 0, 200, 4), 255.0);
+        if (c.modelDrawn)
+            EXPECT_LT(picture.MeanLevel(50, 40, 150, 110), 250.0);
+        else
+            EXPECT_EQ(picture.MeanLevel(50, 40, 150, 110), 255.0);
+    }
+}
+
+} // namespace
