@@ -8,3 +8,18 @@ tessimo_test(demo_window_test LABEL window TIMEOUT 300
   SOURCES demo_window_test.cpp
   LIBS PNG::PNG X11 Xtst)
 add_dependencies(demo_window_test tessimo2 tessimo_data)
+
+# In the sanitizer tree (scripts/build --fuzz): the real demo for a few ticks
+# under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, on
+# that tree's own run directory. Leaks that the GL driver, LLVM and the
+# window system's libraries keep until exit are suppressed (demo_lsan.supp);
+# ours are not.
+if(TESSIMO_SANITIZE)
+  add_custom_target(tessimo_sanitized_programs DEPENDS tessimo-shot)
+  add_dependencies(tessimo_sanitized_programs tessimo-shot tessimo_data)
+  add_test(NAME demo_shot_sanitized
+    COMMAND sh -c "rm -rf sanitized && mkdir sanitized && cp -r '${TESSIMO_RUN_DIR}/ini' '${TESSIMO_RUN_DIR}/data.rar' sanitized/ && '$<TARGET_FILE:tessimo-shot>' --run sanitized --ticks 10 --size 320x240 --output shot.png"
+    WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+  set_tests_properties(demo_shot_sanitized PROPERTIES LABELS sanitize TIMEOUT 600
+    ENVIRONMENT "SDL_AUDIODRIVER=dummy;UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/demo_lsan.supp:print_suppressions=0")
+endif()
