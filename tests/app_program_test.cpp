@@ -37,6 +37,10 @@ void WriteSettings(const std::string& text)
     WriteText("ini/tessimo2.ini", text);
     std::string tokens = Env("TESSIMO_SOURCE_DIR") + "/data/ini/tokens.ini";
     WriteText("ini/tokens.ini", ReadText(tokens));
+    // The materials, so that the demo finds all it needs and logs nothing
+    // about missing data.
+    std::string shaders = Env("TESSIMO_SOURCE_DIR") + "/data/ini/Shaders.ini";
+    WriteText("ini/Shaders.ini", ReadText(shaders));
     // The data the demo loads, where the build has packed it.
     std::string data = ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
     if (!data.empty())
