@@ -1,5 +1,7 @@
 #include "resources/vertex_program.h"
 
+#include <vector>
+
 #include <cstdio>
 
 #include "app/gl_entry_points.h"
@@ -93,8 +95,14 @@ bool VertexProgram::Compile(const char* fileName)
     uint8_t* bytes = nullptr;
     uint32_t length = file.size;
     file.ReadPointer(&bytes, length);
-    // An empty file may come without a block; GL still gets a valid pointer.
-    const char* text = bytes ? reinterpret_cast<const char*>(bytes) : "";
+    // The length goes to GL, but Mesa's parser also runs strlen over the
+    // text: it gets a terminated copy, so it never reads past the file. An
+    // empty file (which may come without a block) gives an empty text.
+    std::vector<char> terminated;
+    if (bytes)
+        terminated.assign(bytes, bytes + length);
+    terminated.push_back(0);
+    const char* text = terminated.data();
 
     glBindProgramARB(GL_VERTEX_PROGRAM_ARB, id);
     glProgramStringARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_FORMAT_ASCII_ARB,
