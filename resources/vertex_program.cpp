@@ -1,8 +1,7 @@
 #include "resources/vertex_program.h"
 
-#include <vector>
-
 #include <cstdio>
+#include <vector>
 
 #include "app/gl_entry_points.h"
 #include "archive/file_buffer.h"
