@@ -10,16 +10,16 @@
 #include <set>
 #include <sstream>
 
-#include "app_test_util.h"
+#include "support/files.h"
 #include "support/picture.h"
 
 namespace
 {
 
-using apptest::ReadText;
-using apptest::WriteText;
 using testsupport::Env;
 using testsupport::Picture;
+using testsupport::ReadText;
+using testsupport::WriteText;
 
 const char* const kPassword = "mirodune";
 
@@ -38,9 +38,10 @@ protected:
             for (const std::string& dir : dirs)
                 std::filesystem::remove_all(dir, ec);
     }
-    std::string RunDir(bool withIni = true, bool withArchive = true)
+    // A run folder with the built ini/, and the built data.rar if asked.
+    std::string RunDir(bool withArchive = true)
     {
-        std::string dir = testsupport::MakeRunDir(withIni);
+        std::string dir = testsupport::MakeDemoRunDir();
         if (!withArchive)
             unlink((dir + "/data.rar").c_str());
         dirs.push_back(dir);
@@ -181,7 +182,7 @@ struct BadData
 
 TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
 {
-    Entries entries = ExtractAll(RunDir(false, false));
+    Entries entries = ExtractAll(RunDir(false));
     ASSERT_GE(entries.names.size(), 3u);
     const char* noModelLog = "## no mesh read from model 'tsm\\avion.tsm' ##";
     const char* noModelConsole = "> no mesh read from model 'tsm\\avion.tsm'";
@@ -233,7 +234,7 @@ TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
     for (const BadData& c : cases)
     {
         SCOPED_TRACE(c.what);
-        std::string dir = RunDir(true, false);
+        std::string dir = RunDir(false);
         if (!c.noArchive)
         {
             ASSERT_TRUE(Repack(dir, entries, c.leaveOut, c.password));

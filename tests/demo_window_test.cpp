@@ -10,15 +10,15 @@
 #include <filesystem>
 #include <set>
 
-#include "app_test_util.h"
+#include "support/files.h"
 #include "support/picture.h"
 
 namespace
 {
 
-using apptest::ReadText;
 using testsupport::Env;
 using testsupport::Picture;
+using testsupport::ReadText;
 
 const char* kTitle = "Tessimo 2 Engine";
 
@@ -31,7 +31,7 @@ Picture Grab()
     if (!dpy)
         return picture;
     ::Window root = DefaultRootWindow(dpy);
-    ::Window win = testsupport::FindWindowByTitle(dpy, root, kTitle);
+    ::Window win = testsupport::FindTitledWindow(dpy, root, kTitle);
     XWindowAttributes attributes{};
     int x = 0, y = 0;
     ::Window child;
@@ -96,9 +96,9 @@ TEST(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
 {
     if (Env("DISPLAY").empty())
         GTEST_SKIP() << "no X display";
-    std::string dir = testsupport::MakeRunDir(true);
+    std::string dir = testsupport::MakeDemoRunDir();
     ASSERT_FALSE(dir.empty());
-    pid_t pid = testsupport::StartProgram(dir);
+    pid_t pid = testsupport::StartProgram(dir, "dummy");
     ASSERT_GT(pid, 0);
     ChildGuard guard{pid};
     ASSERT_TRUE(testsupport::WaitFor(

@@ -1,10 +1,13 @@
 // Pictures for the suites that look at what the demo draws: an RGB picture
-// read from a PNG (tessimo-shot's output) with a few measures, and the
-// tools started as child processes with their arguments (program_process.h
-// starts tessimo2 alone).
+// read from a PNG (tessimo-shot's output) with a few measures, the tools
+// started as child processes with their arguments (process.h starts
+// tessimo2 alone), fresh run folders, and the program's window on the X
+// server.
 #pragma once
 
+#include <X11/Xlib.h>
 #include <png.h>
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -13,7 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "program_process.h"
+#include "process.h"
 
 namespace testsupport
 {
@@ -74,6 +77,47 @@ inline pid_t StartCommand(const std::string& dir, const std::vector<std::string>
         _exit(127);
     }
     return pid;
+}
+
+// A fresh folder under the build tree's tests/runs with copies of the built
+// data.rar and ini/; empty when it can't be made. The caller removes it.
+inline std::string MakeDemoRunDir()
+{
+    std::string base = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
+    mkdir(base.c_str(), 0755);
+    std::string pattern = base + "/demoXXXXXX";
+    std::vector<char> buf(pattern.begin(), pattern.end());
+    buf.push_back(0);
+    if (!mkdtemp(buf.data()))
+        return "";
+    std::string dir = buf.data();
+    std::string run = Env("TESSIMO_RUN_DIR");
+    std::string cmd = "cp -r '" + run + "/data.rar' '" + run + "/ini' '" + dir + "/'";
+    return system(cmd.c_str()) == 0 ? dir : "";
+}
+
+// The first window below `w` with this title, or 0.
+inline ::Window FindTitledWindow(Display* dpy, ::Window w, const char* title)
+{
+    char* name = nullptr;
+    if (XFetchName(dpy, w, &name) && name)
+    {
+        bool match = strcmp(name, title) == 0;
+        XFree(name);
+        if (match)
+            return w;
+    }
+    ::Window root, parent, *children = nullptr;
+    unsigned count = 0;
+    ::Window found = 0;
+    if (XQueryTree(dpy, w, &root, &parent, &children, &count))
+    {
+        for (unsigned i = 0; i < count && !found; ++i)
+            found = FindTitledWindow(dpy, children[i], title);
+        if (children)
+            XFree(children);
+    }
+    return found;
 }
 
 } // namespace testsupport
