@@ -2,6 +2,7 @@
 
 #include <GL/glu.h>
 #include <cstdio>
+#include <cstring>
 
 #include "app/log.h"
 
@@ -68,4 +69,22 @@ void GetPerspective(float* width, float* height, float* nearPlane, float* farPla
     *height = perspectiveHeight;
     *nearPlane = perspectiveNear;
     *farPlane = perspectiveFar;
+}
+
+// Whole words only: "GL_NV_vertex_array_range" is not found in a list that
+// holds just "GL_NV_vertex_array_range2". Letter case counts.
+bool ExtensionListContains(const char* list, const char* name)
+{
+    if (!list || !name)
+        return false;
+    size_t nameLength = strlen(name);
+    const char* end = list + strlen(list);
+    for (const char* word = list; word < end;)
+    {
+        size_t length = strcspn(word, " ");
+        if (length == nameLength && strncmp(word, name, length) == 0)
+            return true;
+        word += length + 1;
+    }
+    return false;
 }

@@ -12,3 +12,5 @@ void SetPerspective(int32_t width, int32_t height, float nearPlane, float farPla
 // The values of the last SetPerspective: width, height (after the
 // correction), near and far.
 void GetPerspective(float* width, float* height, float* nearPlane, float* farPlane);
+// Whether `name` is a whole word of a blank-separated extension list.
+bool ExtensionListContains(const char* list, const char* name);

@@ -104,7 +104,7 @@ const char* Vendor()
 // Asks the driver afresh, whatever the capability probes found at start-up.
 const char* Extension(const char* name)
 {
-    bool found = ExtensionListHas(DriverString(GL_EXTENSIONS), name);
+    bool found = ExtensionListContains(DriverString(GL_EXTENSIONS), name);
     return Say(found ? consoletext::kExtensionFound : consoletext::kExtensionNotFound, name);
 }
 
@@ -285,22 +285,4 @@ void RegisterConsoleCommands(ConsoleBase& console)
 {
     for (const ConsoleCommandEntry& entry : kConsoleCommands)
         console.AddCommand(entry.name, entry.kind, entry.handler);
-}
-
-// A word ends at a blank; a name matches a word of the same length and the
-// same characters, so a prefix of an extension's name doesn't match.
-bool ExtensionListHas(const char* list, const char* name)
-{
-    if (!list || !name)
-        return false;
-    size_t nameLength = strlen(name);
-    const char* end = list + strlen(list);
-    for (const char* word = list; word < end;)
-    {
-        size_t length = strcspn(word, " ");
-        if (length == nameLength && strncmp(word, name, length) == 0)
-            return true;
-        word += length + 1;
-    }
-    return false;
 }

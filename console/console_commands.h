@@ -24,7 +24,3 @@ extern const int kConsoleCommandCount;
 
 // Registers every command of the table on `console`.
 void RegisterConsoleCommands(ConsoleBase& console);
-
-// The extension word test of gl_extension, on a given list: whole words
-// only, letter case counting.
-bool ExtensionListHas(const char* list, const char* name);

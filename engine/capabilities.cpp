@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/gl_setup.h"
 #include "app/log.h"
 #include "app/window.h"
 #include "console/console.h"
@@ -172,24 +173,6 @@ int32_t ReadLimits(EngineBase& e, Limits kind)
 }
 
 } // namespace
-
-// Whole words only: "GL_NV_vertex_array_range" is not found in a list that
-// holds just "GL_NV_vertex_array_range2". Letter case counts.
-bool ExtensionListContains(const char* list, const char* name)
-{
-    if (!list || !name)
-        return false;
-    size_t nameLength = strlen(name);
-    const char* end = list + strlen(list);
-    for (const char* word = list; word < end;)
-    {
-        size_t length = strcspn(word, " ");
-        if (length == nameLength && strncmp(word, name, length) == 0)
-            return true;
-        word += length + 1;
-    }
-    return false;
-}
 
 bool Engine::ExtensionSupported(const char* name)
 {

@@ -13,6 +13,7 @@
 // engine/debug_draw.cpp, the registries in resources/registries.cpp.
 #pragma once
 
+#include "app/gl_setup.h"
 #include "resources/engine_base.h"
 
 class Engine : public EngineBase
@@ -40,5 +41,3 @@ protected:
     void ProbeCapabilities();
 };
 
-// The word test behind ExtensionSupported, on a given extension list.
-bool ExtensionListContains(const char* list, const char* name);

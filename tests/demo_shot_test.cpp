@@ -41,7 +41,7 @@ protected:
     // A run folder with the built ini/, and the built data.rar if asked.
     std::string RunDir(bool withArchive = true)
     {
-        std::string dir = testsupport::MakeDemoRunDir();
+        std::string dir = testsupport::MakeRunDir(true);
         if (!withArchive)
             unlink((dir + "/data.rar").c_str());
         dirs.push_back(dir);

@@ -31,7 +31,7 @@ Picture Grab()
     if (!dpy)
         return picture;
     ::Window root = DefaultRootWindow(dpy);
-    ::Window win = testsupport::FindTitledWindow(dpy, root, kTitle);
+    ::Window win = testsupport::FindWindowByTitle(dpy, root, kTitle);
     XWindowAttributes attributes{};
     int x = 0, y = 0;
     ::Window child;
@@ -96,7 +96,7 @@ TEST(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
 {
     if (Env("DISPLAY").empty())
         GTEST_SKIP() << "no X display";
-    std::string dir = testsupport::MakeDemoRunDir();
+    std::string dir = testsupport::MakeRunDir(true);
     ASSERT_FALSE(dir.empty());
     pid_t pid = testsupport::StartProgram(dir, "dummy");
     ASSERT_GT(pid, 0);

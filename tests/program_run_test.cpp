@@ -33,6 +33,7 @@
 #include "support/files.h"
 #include "support/private_x_server.h"
 #include "support/process.h"
+#include "support/program_window.h"
 
 namespace
 {
@@ -91,47 +92,10 @@ std::vector<std::string> runDirs;
 // A fresh run directory: the built ini/ and data.rar, unless told otherwise.
 std::string MakeRunDir(bool withIni)
 {
-    std::string base = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
-    mkdir(base.c_str(), 0755);
-    std::string dir = base + "/runXXXXXX";
-    std::vector<char> buf(dir.begin(), dir.end());
-    buf.push_back(0);
-    if (!mkdtemp(buf.data()))
-        return "";
-    dir = buf.data();
-    runDirs.push_back(dir);
-    std::string run = Env("TESSIMO_RUN_DIR");
-    std::string cmd = "cp -r '" + run + "/data.rar' '" + dir + "/' 2>/dev/null;";
-    if (withIni)
-        cmd += "cp -r '" + run + "/ini' '" + dir + "/'";
-    if (system(cmd.c_str()) != 0 && withIni)
-        return "";
+    std::string dir = testsupport::MakeRunDir(withIni);
+    if (!dir.empty())
+        runDirs.push_back(dir);
     return dir;
-}
-
-Window FindWindow(Display* dpy, Window w, const char* title)
-{
-    // WM_NAME in any encoding: SDL's message boxes write it as UTF-8.
-    XTextProperty name{};
-    if (XGetWMName(dpy, w, &name) && name.value)
-    {
-        bool match = name.format == 8 &&
-                     std::string(reinterpret_cast<char*>(name.value), name.nitems) == title;
-        XFree(name.value);
-        if (match)
-            return w;
-    }
-    Window root, parent, *children = nullptr;
-    unsigned count = 0;
-    Window found = 0;
-    if (XQueryTree(dpy, w, &root, &parent, &children, &count))
-    {
-        for (unsigned i = 0; i < count && !found; ++i)
-            found = FindWindow(dpy, children[i], title);
-        if (children)
-            XFree(children);
-    }
-    return found;
 }
 
 enum class Ending
@@ -152,7 +116,7 @@ void EndProgram(pid_t pid, Ending how)
     ASSERT_NE(dpy, nullptr);
     Window win = 0;
     ASSERT_TRUE(
-        WaitFor([&] { return (win = FindWindow(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
+        WaitFor([&] { return (win = testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
         << "the program's window never appeared";
     if (how == Ending::CloseButton)
     {
@@ -361,7 +325,7 @@ TEST_F(ProgramRun, SigtermClosesAnOpenBoxWithItsDefaultAnswer)
     Display* dpy = XOpenDisplay(nullptr);
     ASSERT_NE(dpy, nullptr);
     EXPECT_TRUE(
-        WaitFor([&] { return FindWindow(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
+        WaitFor([&] { return testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
         << "the box never appeared";
     XCloseDisplay(dpy);
     kill(pid, SIGTERM);

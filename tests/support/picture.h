@@ -16,7 +16,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "process.h"
+#include "program_window.h"
 
 namespace testsupport
 {
@@ -77,47 +77,6 @@ inline pid_t StartCommand(const std::string& dir, const std::vector<std::string>
         _exit(127);
     }
     return pid;
-}
-
-// A fresh folder under the build tree's tests/runs with copies of the built
-// data.rar and ini/; empty when it can't be made. The caller removes it.
-inline std::string MakeDemoRunDir()
-{
-    std::string base = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
-    mkdir(base.c_str(), 0755);
-    std::string pattern = base + "/demoXXXXXX";
-    std::vector<char> buf(pattern.begin(), pattern.end());
-    buf.push_back(0);
-    if (!mkdtemp(buf.data()))
-        return "";
-    std::string dir = buf.data();
-    std::string run = Env("TESSIMO_RUN_DIR");
-    std::string cmd = "cp -r '" + run + "/data.rar' '" + run + "/ini' '" + dir + "/'";
-    return system(cmd.c_str()) == 0 ? dir : "";
-}
-
-// The first window below `w` with this title, or 0.
-inline ::Window FindTitledWindow(Display* dpy, ::Window w, const char* title)
-{
-    char* name = nullptr;
-    if (XFetchName(dpy, w, &name) && name)
-    {
-        bool match = strcmp(name, title) == 0;
-        XFree(name);
-        if (match)
-            return w;
-    }
-    ::Window root, parent, *children = nullptr;
-    unsigned count = 0;
-    ::Window found = 0;
-    if (XQueryTree(dpy, w, &root, &parent, &children, &count))
-    {
-        for (unsigned i = 0; i < count && !found; ++i)
-            found = FindTitledWindow(dpy, children[i], title);
-        if (children)
-            XFree(children);
-    }
-    return found;
 }
 
 } // namespace testsupport

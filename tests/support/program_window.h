@@ -39,14 +39,16 @@ inline std::string MakeRunDir(bool withIni)
     return dir;
 }
 
-// The first window below `w` with this title, or 0.
+// The first window below `w` with this title, or 0. WM_NAME is read in any
+// encoding: SDL's message boxes write it as UTF-8.
 inline ::Window FindWindowByTitle(Display* dpy, ::Window w, const char* title)
 {
-    char* name = nullptr;
-    if (XFetchName(dpy, w, &name) && name)
+    XTextProperty name{};
+    if (XGetWMName(dpy, w, &name) && name.value)
     {
-        bool match = strcmp(name, title) == 0;
-        XFree(name);
+        bool match = name.format == 8 &&
+                     std::string(reinterpret_cast<char*>(name.value), name.nitems) == title;
+        XFree(name.value);
         if (match)
             return w;
     }
