@@ -145,3 +145,13 @@ void Matrix4::LookAt(const Vec4& eye, const Vec4& target)
     }
     LookAt(eye, target, up);
 }
+
+uint32_t RoundUpToPowerOfTwo(uint32_t n)
+{
+    if (n == 0)
+        return 1;
+    uint32_t p = n & (~n + 1);
+    while (p < n && p < 0x80000000u)
+        p <<= 1;
+    return p;
+}

@@ -70,3 +70,8 @@ extern const Vec4 VecZero;
 extern const Vec4 VecUnitX;
 extern const Vec4 VecUnitY;
 extern const Vec4 VecUnitZ;
+
+// From the lowest set bit of n, doubled until it is not below n: the power
+// of two the console's ring sizes and the vertex pool's alignment round up
+// to. 0 gives 1; a number above the highest power of two gives that power.
+uint32_t RoundUpToPowerOfTwo(uint32_t n);

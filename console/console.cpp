@@ -10,6 +10,8 @@
 #include <cstring>
 #include <strings.h>
 
+#include "app/math.h"
+
 #include "app/input.h"
 #include "console/console_commands.h"
 #include "console/console_texts.h"
@@ -18,18 +20,6 @@
 
 namespace
 {
-
-// From the lowest set bit of n, doubled until it is not below n. 0 gives 1,
-// and a number above the highest power of two gives that power.
-uint32_t RoundUpToPowerOfTwo(uint32_t n)
-{
-    if (n == 0)
-        return 1;
-    uint32_t p = n & (~n + 1);
-    while (p < n && p < 0x80000000u)
-        p <<= 1;
-    return p;
-}
 
 // The digit row of a French keyboard: with AltGr (reported as Control),
 // with Shift, and alone. Bytes above 0x7F are Latin-1.

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "app/gl_entry_points.h"
+#include "app/math.h"
 #include "platform/message_box.h"
 #include "platform/messages.h"
 #include "resources/console_base.h"
@@ -45,12 +46,7 @@ void Say(const char* line)
 
 uint32_t RoundAlignment(uint32_t alignment)
 {
-    if (alignment == 0)
-        return 1;
-    uint32_t value = alignment & (~alignment + 1);
-    while (value < alignment && value < 0x80000000u)
-        value <<= 1;
-    return value;
+    return RoundUpToPowerOfTwo(alignment);
 }
 
 VertexArrayPool::VertexArrayPool() = default;
