@@ -105,6 +105,14 @@ struct OutMesh
     std::exit(1);
 }
 
+// Three comma-separated numbers and nothing after them, or a usage failure.
+void ReadTriple(const char* text, float* xyz, const char* usage)
+{
+    char extra;
+    if (std::sscanf(text, "%f,%f,%f%c", &xyz[0], &xyz[1], &xyz[2], &extra) != 3)
+        Fail(std::string(usage) + ", not '" + text + "'");
+}
+
 void Usage()
 {
     std::fprintf(stderr,
@@ -152,19 +160,11 @@ Options ParseArguments(int argc, char** argv)
             o.center = true;
         else if (a == "--position")
         {
-            const char* v = value();
-            char extra;
-            if (std::sscanf(v, "%f,%f,%f%c", &o.position[0], &o.position[1], &o.position[2],
-                            &extra) != 3)
-                Fail(std::string("--position takes X,Y,Z, not '") + v + "'");
+            ReadTriple(value(), o.position, "--position takes X,Y,Z");
         }
         else if (a == "--rotate")
         {
-            const char* v = value();
-            char extra;
-            if (std::sscanf(v, "%f,%f,%f%c", &o.rotation[0], &o.rotation[1], &o.rotation[2],
-                            &extra) != 3)
-                Fail(std::string("--rotate takes X,Y,Z in degrees, not '") + v + "'");
+            ReadTriple(value(), o.rotation, "--rotate takes X,Y,Z in degrees");
         }
         else if (a == "--merge")
         {
