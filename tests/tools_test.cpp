@@ -7,10 +7,8 @@
 // or a drive and refuses names the reader can't tell apart.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include "support/files.h"
 #include "support/process.h"
@@ -62,24 +60,6 @@ bool IsCharacterDevice(const std::string& path)
 {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISCHR(st.st_mode);
-}
-
-// A device that is always full: a node of our own in the current folder
-// where the system lets us make one, so that a tool that replaced its
-// output by renaming would replace only that; /dev/full otherwise.
-std::string FullDevice()
-{
-    if (mknod("full", S_IFCHR | 0666, makedev(1, 7)) == 0)
-    {
-        int fd = open("full", O_WRONLY);
-        bool full = fd >= 0 && write(fd, "x", 1) < 0 && errno == ENOSPC;
-        if (fd >= 0)
-            close(fd);
-        if (full)
-            return "full";
-        unlink("full");
-    }
-    return "/dev/full";
 }
 
 bool IsLink(const std::string& path)
@@ -167,7 +147,7 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
     WriteText("tri.obj", kTriangle);
     WriteText("old.txt", "old bytes");
     ASSERT_EQ(Tool("tessimo-rar", {"create", "in.rar", "in.txt"}).status, 0);
-    const std::string full = FullDevice();
+    const std::string full = testsupport::MakeFullDevice(temp.path);
     const std::string noSpace = "cannot write '" + full + "': No space left on device";
     std::vector<std::string> before = Listing(temp.path);
 
