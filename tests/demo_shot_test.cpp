@@ -307,6 +307,11 @@ TEST_F(DemoShot, NoPictureWhenTheDataCantBeReadOrNothingIsDrawn)
     big.Head("big", "Hatching", 1, kTooMany);
     big.bytes.resize(big.bytes.size() + 32 * kTooMany + 12, 0);
     WriteText(models + "/big.tsm", big.String());
+    testsupport::ModelBytes partial(2);
+    partial.Mesh("t", "Hatching", {0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2});
+    partial.Head("big", "Hatching", 1, kTooMany);
+    partial.bytes.resize(partial.bytes.size() + 32 * kTooMany + 12, 0);
+    WriteText(models + "/partial.tsm", partial.String());
     WriteText(models + "/triangle.tsm",
               testsupport::ModelBytes(1)
                   .Mesh("t", "Hatching", {0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2})
@@ -341,7 +346,11 @@ TEST_F(DemoShot, NoPictureWhenTheDataCantBeReadOrNothingIsDrawn)
         {"too large",
          {"--model", models + "/big.tsm"},
          "",
-         cannotModel + "/big.tsm': its first mesh doesn't fit in the vertex memory"},
+         cannotModel + "/big.tsm': mesh 1 of 1 doesn't fit in the vertex memory"},
+        {"partly too large",
+         {"--model", models + "/partial.tsm"},
+         "",
+         cannotModel + "/partial.tsm': mesh 2 of 2 doesn't fit in the vertex memory"},
         {"no polygon",
          {"--model", models + "/empty.tsm"},
          "",
