@@ -530,23 +530,21 @@ void Draw(OutMesh& m, const Options& o, std::vector<Part>& parts, Notes& notes)
 void Tell(const Notes& notes, const HullReport* hull)
 {
     if (notes.cleaned.degenerate || notes.cleaned.duplicate)
-        std::fprintf(stderr,
-                     "tessimo-import: left out %zu triangles without area and %zu repeated "
-                     "ones\n",
+        std::fprintf(stderr, "tessimo-import: left out triangles: %zu without area, %zu repeated\n",
                      notes.cleaned.degenerate, notes.cleaned.duplicate);
     if (notes.tooSmall)
         std::fprintf(stderr,
-                     "tessimo-import: %zu parts too small to have axes get box coordinates\n",
+                     "tessimo-import: box coordinates for parts too small to have axes: %zu\n",
                      notes.tooSmall);
     if (hull && hull->nonManifold)
         std::fprintf(stderr,
-                     "tessimo-import: the outline's hull has %zu edges of more than two "
-                     "triangles; written all the same\n",
+                     "tessimo-import: outline written with edges of more than two triangles: "
+                     "%zu\n",
                      hull->nonManifold);
     if (hull && hull->unturned)
         std::fprintf(stderr,
-                     "tessimo-import: %zu places of the outline's hull have normals that "
-                     "cancel out; each takes one of its triangles'\n",
+                     "tessimo-import: outline places whose normals cancel out, each given one "
+                     "of its triangles': %zu\n",
                      hull->unturned);
 }
 

@@ -257,12 +257,16 @@ void AimSeam(Frame& frame)
     frame.axis[2][2] = axis[0] * a[1] - axis[1] * a[0];
 }
 
-// The mean distance of the part's surface from its long axis.
+// The mean distance of the part's sides from its long axis.
 double MeanRadius(const OutMesh& mesh, const std::vector<uint32_t>& faces, const Frame& frame)
 {
     double sum = 0.0, weight = 0.0;
     for (uint32_t f : faces)
     {
+        double facing;
+        FacingAxis(mesh, f, frame, &facing);
+        if (facing > kCapFacing)
+            continue; // an end cap
         Offsets o = InFrame(mesh, f, frame);
         float n[3];
         double a = FaceNormal(mesh.Position(f, 0), mesh.Position(f, 1), mesh.Position(f, 2), n);
