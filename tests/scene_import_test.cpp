@@ -473,8 +473,7 @@ TEST_F(SceneImport, RefusesWhatItCannotConvertInOneLine)
 
     // Bad arguments: the option, the value and what it takes, then the
     // usage line, status 2; help on standard output, status 0.
-    const std::string usage =
-        "usage: tessimo-import [options] SOURCE OUTPUT  (--help for the options)\n";
+    const std::string usage = "usage: tessimo-import [options] SOURCE OUTPUT\n";
     EXPECT_EQ(Import("--crease 400 two.obj out.tsm", &error), 2);
     EXPECT_EQ(error, "tessimo-import: --crease 400: expected 0 to 180\n" + usage);
     EXPECT_EQ(Import("--strokes wavy two.obj out.tsm", &error), 2);

@@ -22,19 +22,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <functional>
-#include <libgen.h>
 #include <map>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "model.h"
 #include "normals.h"
 #include "outline.h"
 #include "strokes.h"
+#include "tools/common/tool_cli.h"
 
 namespace
 {
@@ -50,10 +47,8 @@ constexpr uint64_t kPoolBytes = 1048576;
 constexpr uint64_t kPoolBytesPerVertex = 32;
 constexpr uint64_t kPoolAlignment = 32;
 
-const char kUsageLine[] =
-    "usage: tessimo-import [options] SOURCE OUTPUT  (--help for the options)\n";
-const char kHelp[] =
-    "usage: tessimo-import [options] SOURCE OUTPUT\n"
+// What --help prints below the usage line.
+const char kOptions[] =
     "       tessimo-import --info [options] SOURCE [OUTPUT]\n"
     "\n"
     "Converts a model Assimp reads into the engine's model file (.tsm).\n"
@@ -139,17 +134,18 @@ struct Options
     }
 };
 
+const toolcli::Tool kTool{"tessimo-import", "usage: tessimo-import [options] SOURCE OUTPUT",
+                          kOptions};
+
 [[noreturn]] void Fail(const std::string& message)
 {
-    std::fprintf(stderr, "tessimo-import: %s\n", message.c_str());
-    std::exit(1);
+    std::exit(kTool.Fail(message));
 }
 
 // A bad argument: what was wrong with it, then the usage line.
 [[noreturn]] void BadArgument(const std::string& message)
 {
-    std::fprintf(stderr, "tessimo-import: %s\n%s", message.c_str(), kUsageLine);
-    std::exit(2);
+    std::exit(kTool.UsageError(message));
 }
 
 // A number in [low, high], or a bad argument that names the range.
@@ -251,21 +247,18 @@ void ParseOption(Options& o, const std::string& a, const std::function<const cha
 Options ParseArguments(int argc, char** argv)
 {
     Options o;
+    if (toolcli::WantsHelp(argc, argv))
+        std::exit(kTool.Help());
     std::vector<const char*> files;
     for (int i = 1; i < argc; ++i)
     {
         std::string a = argv[i];
-        if (a == "--help" || a == "-h")
-        {
-            std::fputs(kHelp, stdout);
-            std::exit(std::fflush(stdout) == 0 && !std::ferror(stdout) ? 0 : 1);
-        }
         if (a.size() > 1 && a[0] == '-')
             ParseOption(o, a,
                         [&]() -> const char*
                         {
                             if (i + 1 >= argc)
-                                BadArgument(a + ": missing value");
+                                BadArgument(a + " needs a value");
                             return argv[++i];
                         });
         else
@@ -644,73 +637,6 @@ std::vector<uint8_t> Encode(const std::vector<OutMesh>& meshes, const Options& o
     return out;
 }
 
-bool WriteAll(int fd, const std::vector<uint8_t>& bytes)
-{
-    size_t done = 0;
-    while (done < bytes.size())
-    {
-        ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += size_t(n);
-    }
-    return true;
-}
-
-// Writes the file whole or not at all. A regular file or a new path gets
-// a temporary file beside it, renamed over it once every byte is out; a
-// device or a pipe (standard output, /dev/null) is written in place.
-void WriteOutput(const char* path, const std::vector<uint8_t>& bytes)
-{
-    std::string what = std::string("cannot write '") + path + "': ";
-    struct stat st;
-    bool exists = stat(path, &st) == 0;
-    if (exists && S_ISDIR(st.st_mode))
-        Fail(what + "it is a folder");
-    if (exists && !S_ISREG(st.st_mode))
-    {
-        int fd = open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
-        if (fd < 0)
-            Fail(what + std::strerror(errno));
-        bool written = WriteAll(fd, bytes);
-        int error = errno;
-        if (close(fd) != 0 && written)
-            written = false, error = errno;
-        if (!written)
-            Fail(what + std::strerror(error));
-        return;
-    }
-    // Through a link, the file it names is the one replaced.
-    std::string target = path;
-    if (exists)
-        if (char* real = realpath(path, nullptr))
-        {
-            target = real;
-            std::free(real);
-        }
-    std::string folder = target;
-    std::string temporary = std::string(dirname(&folder[0])) + "/.tessimo-import.XXXXXX";
-    int fd = mkstemp(&temporary[0]);
-    if (fd < 0)
-        Fail(what + std::strerror(errno));
-    // A new file gets the usual permissions, a replaced one keeps its own.
-    mode_t mask = umask(0);
-    umask(mask);
-    mode_t mode = exists ? st.st_mode & 07777 : 0666 & ~mask;
-    bool written = fchmod(fd, mode) == 0 && WriteAll(fd, bytes);
-    int error = errno;
-    if (close(fd) != 0 && written)
-        written = false, error = errno;
-    if (written && rename(temporary.c_str(), target.c_str()) != 0)
-        written = false, error = errno;
-    if (written)
-        return;
-    unlink(temporary.c_str());
-    Fail(what + std::strerror(error));
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -797,8 +723,11 @@ int main(int argc, char** argv)
     {
         PrintInfo(meshes, parts, outline, o);
         if (!o.output)
-            return 0;
+            return kTool.Finish();
     }
-    WriteOutput(o.output, Encode(meshes, o));
-    return 0;
+    std::vector<uint8_t> bytes = Encode(meshes, o);
+    std::string error;
+    if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
+        Fail(error);
+    return kTool.Finish();
 }
