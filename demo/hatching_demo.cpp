@@ -231,6 +231,15 @@ bool HatchingDemo::Frame()
     return true;
 }
 
+// The integer product scaled in single precision: 625 frames of 1272
+// polygons are 0.795000017 (printed "0.80"), where a double scaling would
+// give 0.794999997 ("0.79").
+double HatchingDemo::MegaPolygonsPerSecond(int32_t fps, int32_t polygons)
+{
+    const int64_t product = static_cast<int64_t>(fps) * polygons;
+    return static_cast<double>(static_cast<float>(product) * 0.000001f);
+}
+
 // Placed for a screen of 800 by 600 whatever the window's size, y growing
 // downwards, each at the lower left corner of its text.
 void HatchingDemo::DrawOverlay()
@@ -240,9 +249,7 @@ void HatchingDemo::DrawOverlay()
     const int32_t fpsNow = GetFps();
     font->Print((80 - a) * 10, 600 - s, "FPS : %d", fpsNow);
     font->Print(0, 600 - s, "%d Poly", polygonCount);
-    const double polygonsPerSecond =
-        static_cast<double>(static_cast<int64_t>(fpsNow) * polygonCount);
-    font->Print(325, 600 - a, "%.2f MPoly/s", polygonsPerSecond * static_cast<double>(0.000001f));
+    font->Print(325, 600 - a, "%.2f MPoly/s", MegaPolygonsPerSecond(fpsNow, polygonCount));
     const float size = static_cast<float>(s);
     font->Print(0, static_cast<int32_t>(600.0f - 5.0f * size), "Frame   : %2d %%", renderPercent);
     font->Print(0, static_cast<int32_t>(600.0f - 4.0f * size), "CPU     : %2d %%", updatePercent);

@@ -70,6 +70,10 @@ public:
     // The light's angle on its circle, in radians; grows without bound.
     static float sweepAngle;
 
+    // Row 3 of the overlay: frames per second times polygons of the frame,
+    // in millions, scaled by the float constant 0.000001.
+    static double MegaPolygonsPerSecond(int32_t fps, int32_t polygons);
+
 private:
     void TurnFirstMesh();
     void GiveArtMapToHatching();

@@ -19,21 +19,21 @@
 #include "app/gl_setup.h"
 #include "app/input.h"
 #include "app/window.h"
-#include "support/files.h"
 #include "console/console.h"
 #include "demo/hatching_demo.h"
 #include "engine/engine.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
+#include "support/files.h"
 #include "support/gl_context.h"
 #include "support/message_box_capture.h"
 
 namespace
 {
 
+using testsupport::MessageBoxCapture;
 using testsupport::ReadText;
 using testsupport::TempDir;
-using testsupport::MessageBoxCapture;
 
 std::vector<std::string> ConsoleLines(const Console* console)
 {
@@ -519,6 +519,27 @@ TEST_F(EngineGl, DemoDrawsOnWhitePaperAndStopsOnEscape)
     EXPECT_EQ(demo.renderSeconds, before); // no EndFrame on that frame
     g_input->keys[VK_ESCAPE] = 0;
     g_engine = nullptr;
+}
+
+// Row 3 of the overlay against known values: the integer product scaled by
+// the float constant. At 1272 polygons ten frame rates up to 20000 print
+// otherwise when the scaling is done in double precision (625, 4375, ...
+// 19375); the product of large counts must not wrap.
+TEST_F(EngineGl, OverlayRateScalesTheIntegerProductInSinglePrecision)
+{
+    auto row3 = [](int32_t fps, int32_t polygons)
+    {
+        char text[64];
+        snprintf(text, sizeof text, "%.2f MPoly/s",
+                 HatchingDemo::MegaPolygonsPerSecond(fps, polygons));
+        return std::string(text);
+    };
+    EXPECT_EQ(row3(625, 1272), "0.80 MPoly/s");
+    EXPECT_EQ(row3(4375, 1272), "5.57 MPoly/s");
+    EXPECT_EQ(row3(19375, 1272), "24.65 MPoly/s");
+    EXPECT_EQ(row3(624, 1272), "0.79 MPoly/s");
+    EXPECT_EQ(row3(1, 0), "0.00 MPoly/s");
+    EXPECT_EQ(row3(20000, 1000000), "20000.00 MPoly/s");
 }
 
 // Teardown reports the three registries in the console and saves its text
