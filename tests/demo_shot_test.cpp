@@ -8,11 +8,13 @@
 
 #include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <set>
 #include <sstream>
 
 #include "support/files.h"
 #include "support/picture.h"
+#include "support/required_extensions.h"
 
 namespace
 {
@@ -295,31 +297,7 @@ TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
     }
 }
 
-// The extensions the engine probes, and what it says of the five it needs.
-struct RequiredExtension
-{
-    const char* name;
-    const char* logText;
-    const char* box; // "[caption] text", as a headless box prints it
-};
-
-const RequiredExtension kRequired[] = {
-    {"GL_ARB_multitexture", "## multitexturing not supported by your 3d card ! ##",
-     "[Old hardware is still alive] ## multitexturing is not supported by your 3d card ! ##"},
-    {"GL_EXT_compiled_vertex_array",
-     "## compiled vertex array are not supported by your 3d card ! ##",
-     "[Old hardware is still alive] ## compiled vertex array are not supported by your 3d "
-     "card ! ##"},
-    {"GL_ARB_transpose_matrix", "## gl_arb_transpose not supported by your 3d card ! ##",
-     "[Old hardware is still alive] ## opengl 1.3 is not supported your 3d card or may be your "
-     "drivers is old ##"},
-    {"GL_ARB_vertex_program", "## gl_arb_vertex_program not supported by your 3d card ! ##",
-     "[Incompatible hardware] ## opengl 1.4 is not supported your 3d card or may be your drivers "
-     "is old ##"},
-    {"GL_EXT_texture3D", "## 3d texture not supported by your 3d card ! ##",
-     "[Hardware failure] ## your 3d card doesn't support 3d texture or your drivers is too old ##"},
-};
-
+// The extensions the engine probes.
 const char* const kProbed[] = {
     "GL_ARB_multitexture",          "GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
     "GL_EXT_compiled_vertex_array", "GL_NV_vertex_array_range",   "GL_NV_vertex_array_range2",
@@ -332,15 +310,6 @@ const char* const kNoCombineBox =
     "[Buy a real 3d card] For now, only 3d card with the extension GL_arb_texture_env_combine "
     "or GL_ext_texture_env_combine can use this program!";
 
-std::set<std::string> Words(const std::string& text)
-{
-    std::set<std::string> words;
-    std::stringstream s(text);
-    for (std::string word; s >> word;)
-        words.insert(word);
-    return words;
-}
-
 // Mesa takes extensions away through MESA_EXTENSION_OVERRIDE; taking one
 // away may take others with it, so what the driver really lists is read
 // from the run's own log, and the test checks that the names asked for are
@@ -351,7 +320,6 @@ TEST_F(DemoShot, EveryMissingExtensionIsToldAndTheRestDraws)
 {
     std::vector<std::vector<std::string>> cases = {{}};
     std::set<std::string> baseline;
-    std::string all;
     for (size_t c = 0; c < cases.size(); ++c)
     {
         std::string override;
@@ -371,7 +339,8 @@ TEST_F(DemoShot, EveryMissingExtensionIsToldAndTheRestDraws)
         size_t at = log.find(listing);
         ASSERT_NE(at, std::string::npos) << log;
         at += listing.size();
-        std::set<std::string> listed = Words(log.substr(at, log.find('\n', at) - at));
+        std::stringstream words(log.substr(at, log.find('\n', at) - at));
+        std::set<std::string> listed{std::istream_iterator<std::string>(words), {}};
         auto has = [&](const std::string& name) { return listed.count(name) != 0; };
         if (c == 0)
         {
@@ -393,11 +362,11 @@ TEST_F(DemoShot, EveryMissingExtensionIsToldAndTheRestDraws)
         // The problems stand between the sound lines and the closing lines.
         std::string expected;
         std::vector<std::string> boxes;
-        for (const RequiredExtension& r : kRequired)
+        for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
             if (!has(r.name))
             {
                 expected += r.logText;
-                boxes.push_back(r.box);
+                boxes.push_back("[" + std::string(r.caption) + "] " + r.boxText);
             }
         if (!has("GL_EXT_texture3D"))
             expected += "## no 3d textures: the art map is not built ##\n";
@@ -436,7 +405,7 @@ TEST_F(DemoShot, EveryMissingExtensionIsToldAndTheRestDraws)
     // The driver lists all five that the engine needs, so the last case
     // takes every one of them away.
     EXPECT_GE(cases.size(), 7u);
-    for (const RequiredExtension& r : kRequired)
+    for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
         EXPECT_TRUE(baseline.count(r.name)) << r.name;
 }
 

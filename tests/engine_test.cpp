@@ -27,6 +27,7 @@
 #include "support/files.h"
 #include "support/gl_context.h"
 #include "support/message_box_capture.h"
+#include "support/required_extensions.h"
 
 namespace
 {
@@ -377,28 +378,15 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
     EXPECT_EQ(engine.maxProgramInstructions, 0);
 
     // The five texts follow each other with no line feed between them.
-    EXPECT_EQ(ReadText(log), before +
-                                 "## multitexturing not supported by your 3d card ! ##"
-                                 "## compiled vertex array are not supported by your 3d card ! ##"
-                                 "## gl_arb_transpose not supported by your 3d card ! ##"
-                                 "## gl_arb_vertex_program not supported by your 3d card ! ##"
-                                 "## 3d texture not supported by your 3d card ! ##");
+    std::string texts;
+    for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
+        texts += r.logText;
+    EXPECT_EQ(ReadText(log), before + texts);
     ASSERT_EQ(boxes.boxes.size(), 5u);
-    const char* const expected[5][2] = {
-        {"## multitexturing is not supported by your 3d card ! ##", "Old hardware is still alive"},
-        {"## compiled vertex array are not supported by your 3d card ! ##",
-         "Old hardware is still alive"},
-        {"## opengl 1.3 is not supported your 3d card or may be your drivers is old ##",
-         "Old hardware is still alive"},
-        {"## opengl 1.4 is not supported your 3d card or may be your drivers is old ##",
-         "Incompatible hardware"},
-        {"## your 3d card doesn't support 3d texture or your drivers is too old ##",
-         "Hardware failure"},
-    };
     for (int i = 0; i < 5; ++i)
     {
-        EXPECT_EQ(boxes.boxes[i].text, expected[i][0]);
-        EXPECT_EQ(boxes.boxes[i].caption, expected[i][1]);
+        EXPECT_EQ(boxes.boxes[i].text, testsupport::kRequiredExtensions[i].boxText);
+        EXPECT_EQ(boxes.boxes[i].caption, testsupport::kRequiredExtensions[i].caption);
         EXPECT_EQ(boxes.boxes[i].style, 0u);
     }
     EXPECT_EQ(ConsoleLines(static_cast<Console*>(engine.console)),
