@@ -54,3 +54,39 @@ int EntryPointCount()
 #undef TESSIMO_COUNT_ALL
     return count;
 }
+
+namespace
+{
+
+void Transpose(const GLfloat* m, GLfloat* out)
+{
+    for (int row = 0; row < 4; ++row)
+        for (int column = 0; column < 4; ++column)
+            out[4 * column + row] = m[4 * row + column];
+}
+
+} // namespace
+
+void LoadTransposeMatrix(const GLfloat* m)
+{
+    if (ep_glLoadTransposeMatrixfARB)
+    {
+        glLoadTransposeMatrixfARB(m);
+        return;
+    }
+    GLfloat columns[16];
+    Transpose(m, columns);
+    glLoadMatrixf(columns);
+}
+
+void MultTransposeMatrix(const GLfloat* m)
+{
+    if (ep_glMultTransposeMatrixfARB)
+    {
+        glMultTransposeMatrixfARB(m);
+        return;
+    }
+    GLfloat columns[16];
+    Transpose(m, columns);
+    glMultMatrixf(columns);
+}

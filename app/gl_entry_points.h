@@ -146,6 +146,13 @@ void FetchEntryPoints(EntryPointGroup group);
 int EntryPointCount();
 int EntryPointCount(EntryPointGroup group);
 
+// The drawing code's row-major matrices to GL. Through the transpose
+// extension where it was fetched; without it (its pointers stay null) the
+// matrix is transposed here and goes through glLoadMatrixf or
+// glMultMatrixf, which gives GL the same matrix.
+void LoadTransposeMatrix(const GLfloat* m);
+void MultTransposeMatrix(const GLfloat* m);
+
 // The GL names, aliased to the pointers.
 #define glActiveTextureARB ep_glActiveTextureARB
 #define glMultiTexCoord2fARB ep_glMultiTexCoord2fARB

@@ -29,7 +29,10 @@ public:
     int32_t depthBits = 0;
     unsigned char active = 0;
     int32_t windowed = 0;
-    time_t startTime = 0;
+    // From construction, the program's start, until a window is made: the
+    // closing lines of a window that can't be made give the run's true
+    // duration.
+    time_t startTime = time(nullptr);
 };
 
 // The window procedure that Create registers: key table, activation, close.

@@ -7,6 +7,28 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace
+{
+
+ArchiveFailure g_firstFailure;
+
+void NoteFailure(const char* archiveName)
+{
+    RarStatus status = RarLastStatus();
+    if (g_firstFailure.failed || status == RarStatus::Ok || status == RarStatus::NoEntry)
+        return;
+    g_firstFailure.failed = true;
+    g_firstFailure.status = status;
+    snprintf(g_firstFailure.archiveName, sizeof g_firstFailure.archiveName, "%s", archiveName);
+}
+
+} // namespace
+
+const ArchiveFailure& FirstArchiveFailure()
+{
+    return g_firstFailure;
+}
+
 FileBuffer::FileBuffer() : data(nullptr), size(0), position(0), loaded(false) {}
 
 FileBuffer::~FileBuffer()
@@ -18,7 +40,11 @@ FileBuffer::~FileBuffer()
 bool FileBuffer::Open(const char* fileName, const char* archiveName, const char* password)
 {
     if (archiveName[0] != 0)
+    {
         loaded = RarExtract(&data, &size, fileName, archiveName, password);
+        if (!loaded)
+            NoteFailure(archiveName);
+    }
     else
         loaded = OpenDisk(fileName);
     return loaded;

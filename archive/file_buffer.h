@@ -17,6 +17,8 @@
 
 #include <cstdint>
 
+#include "archive/rar.h"
+
 class FileBuffer
 {
 public:
@@ -50,3 +52,16 @@ public:
 private:
     bool OpenDisk(const char* fileName);
 };
+
+// The first archive read of the process that failed for a reason of the
+// archive itself: it is missing, damaged, or the password is wrong. An
+// entry that the archive doesn't hold is not such a reason. Each loader
+// only learns that its file didn't come; this lets the application say
+// once which archive failed and why (RarStatusText of `status`).
+struct ArchiveFailure
+{
+    bool failed = false;
+    RarStatus status = RarStatus::Ok;
+    char archiveName[260] = {};
+};
+const ArchiveFailure& FirstArchiveFailure();

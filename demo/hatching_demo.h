@@ -12,9 +12,13 @@
 //
 // What the data may lack is told once, at the end of Init, in the log
 // (between hash signs) and on the console, and the demo draws what it can:
-// - no archive, a wrong password, no model in it: the set stays empty and
-//   the demo draws the paper and the overlay (the overlay needs the font
-//   from the archive too);
+// - no archive, a damaged one, a wrong password: the archive is named with
+//   the reason of its first failed read, once, whatever files it failed;
+// - no model (for any of these reasons, or none in the archive): the set
+//   stays empty and the demo draws the paper and the overlay (the overlay
+//   needs the font from the archive too);
+// - no 3D textures: the art map is not built, and "Hatching" draws with
+//   the map its definition names;
 // - no shader "Hatching" (no mesh names it): the art map goes nowhere;
 // - "Hatching" without a vertex program that loads and compiles (none named,
 //   the file missing, the text refused): the shader is drawn without one,
@@ -65,6 +69,10 @@ public:
 
     // The light's angle on its circle, in radians; grows without bound.
     static float sweepAngle;
+
+    // Row 3 of the overlay: frames per second times polygons of the frame,
+    // in millions, scaled by the float constant 0.000001.
+    static double MegaPolygonsPerSecond(int32_t fps, int32_t polygons);
 
 private:
     void TurnFirstMesh();

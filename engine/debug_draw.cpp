@@ -1,7 +1,7 @@
 // Debug drawing: white-or-current-colour lines in the scene, for a subclass
 // that wants to see a segment, a triangle or a ray while it is developed.
-#include "engine/engine.h"
 #include "app/gl_entry_points.h"
+#include "engine/engine.h"
 
 namespace
 {
@@ -12,7 +12,8 @@ void PrepareLines(Engine* engine)
 {
     if (engine->activeTextureUnit != GL_TEXTURE0_ARB)
     {
-        glActiveTextureARB(GL_TEXTURE0_ARB);
+        if (ep_glActiveTextureARB)
+            glActiveTextureARB(GL_TEXTURE0_ARB);
         engine->activeTextureUnit = GL_TEXTURE0_ARB;
     }
     if (engine->lightingEnabled)

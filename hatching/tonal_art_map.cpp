@@ -11,6 +11,8 @@ TonalArtMap::TonalArtMap()
 
 void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind)
 {
+    if (!ep_glTexImage3D)
+        return;
     // Each layer of the stack holds a GL name of its own that is never
     // filled and goes with the layer once the volume is on the card. The
     // generation works on pixel blocks alone, so the names are made here.

@@ -24,6 +24,7 @@ public:
     TonalArtMap();
     // Generates the stack and makes the GL texture. `size` is a power of
     // two, `layerCount` at least 2, `candidates` at least 1, `layerKind` 0
-    // (hatching) or 1 (blank). Needs a current context with 3D textures.
+    // (hatching) or 1 (blank). Needs a current context with 3D textures:
+    // without their entry point nothing is generated and `id` stays 0.
     virtual void Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind);
 };

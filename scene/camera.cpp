@@ -158,5 +158,5 @@ void Camera::Fly(Input* input, Mouse* mouse, Window* window, float speed)
 void Camera::ApplyView()
 {
     glPushMatrix();
-    glMultTransposeMatrixfARB(transform.m);
+    MultTransposeMatrix(transform.m);
 }

@@ -374,16 +374,21 @@ void Mesh::Draw()
     g_engine->SetShader(shader);
 
     // Program matrix 0 holds the object's transform alone, for the vertex
-    // programs.
-    glMatrixMode(GL_MATRIX0_ARB);
-    glLoadTransposeMatrixfARB(transform.m);
-    glMatrixMode(GL_MODELVIEW);
+    // programs. A driver without them has no such matrix: GL would refuse
+    // the mode and the load would land on the modelview matrix.
+    if (g_engine->hasVertexProgram)
+    {
+        glMatrixMode(GL_MATRIX0_ARB);
+        LoadTransposeMatrix(transform.m);
+        glMatrixMode(GL_MODELVIEW);
+    }
 
     int32_t stageCount = shader ? shader->stageCount : 0;
     for (int32_t i = 0; i < stageCount && i < 32; ++i)
     {
         GLenum unit = GL_TEXTURE0_ARB + static_cast<GLenum>(i);
-        glClientActiveTextureARB(unit);
+        if (ep_glClientActiveTextureARB)
+            glClientActiveTextureARB(unit);
         scenestate::ActiveUnit(unit);
         if (!shader->stages[i].tcgenEnabled)
         {
@@ -394,7 +399,7 @@ void Mesh::Draw()
             glDisableClientState(GL_TEXTURE_COORD_ARRAY);
     }
 
-    glMultTransposeMatrixfARB(transform.m);
+    MultTransposeMatrix(transform.m);
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(faceCount * 3), GL_UNSIGNED_INT, indices);
     UnlockArrays(systemMemory);
     g_engine->polygonCount += static_cast<int32_t>(faceCount);
@@ -478,7 +483,7 @@ void Mesh::DrawShadow(const Plane& plane, SceneObject* light)
 
     glPushMatrix();
     glMultMatrixf(shadow);
-    glMultTransposeMatrixfARB(transform.m);
+    MultTransposeMatrix(transform.m);
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(faceCount * 3), GL_UNSIGNED_INT, indices);
     glPopMatrix();
     g_engine->polygonCount += static_cast<int32_t>(faceCount);

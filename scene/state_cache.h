@@ -43,7 +43,9 @@ inline void ActiveUnit(GLenum unit)
 {
     if (g_engine->activeTextureUnit == unit)
         return;
-    glActiveTextureARB(unit);
+    // Without multitexturing there is only unit 0 to select.
+    if (ep_glActiveTextureARB)
+        glActiveTextureARB(unit);
     g_engine->activeTextureUnit = unit;
 }
 

@@ -19,21 +19,22 @@
 #include "app/gl_setup.h"
 #include "app/input.h"
 #include "app/window.h"
-#include "support/files.h"
 #include "console/console.h"
 #include "demo/hatching_demo.h"
 #include "engine/engine.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
+#include "support/files.h"
 #include "support/gl_context.h"
 #include "support/message_box_capture.h"
+#include "support/required_extensions.h"
 
 namespace
 {
 
+using testsupport::MessageBoxCapture;
 using testsupport::ReadText;
 using testsupport::TempDir;
-using testsupport::MessageBoxCapture;
 
 std::vector<std::string> ConsoleLines(const Console* console)
 {
@@ -377,28 +378,15 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
     EXPECT_EQ(engine.maxProgramInstructions, 0);
 
     // The five texts follow each other with no line feed between them.
-    EXPECT_EQ(ReadText(log), before +
-                                 "## multitexturing not supported by your 3d card ! ##"
-                                 "## compiled vertex array are not supported by your 3d card ! ##"
-                                 "## gl_arb_transpose not supported by your 3d card ! ##"
-                                 "## gl_arb_vertex_program not supported by your 3d card ! ##"
-                                 "## 3d texture not supported by your 3d card ! ##");
+    std::string texts;
+    for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
+        texts += r.logText;
+    EXPECT_EQ(ReadText(log), before + texts);
     ASSERT_EQ(boxes.boxes.size(), 5u);
-    const char* const expected[5][2] = {
-        {"## multitexturing is not supported by your 3d card ! ##", "Old hardware is still alive"},
-        {"## compiled vertex array are not supported by your 3d card ! ##",
-         "Old hardware is still alive"},
-        {"## opengl 1.3 is not supported your 3d card or may be your drivers is old ##",
-         "Old hardware is still alive"},
-        {"## opengl 1.4 is not supported your 3d card or may be your drivers is old ##",
-         "Incompatible hardware"},
-        {"## your 3d card doesn't support 3d texture or your drivers is too old ##",
-         "Hardware failure"},
-    };
     for (int i = 0; i < 5; ++i)
     {
-        EXPECT_EQ(boxes.boxes[i].text, expected[i][0]);
-        EXPECT_EQ(boxes.boxes[i].caption, expected[i][1]);
+        EXPECT_EQ(boxes.boxes[i].text, testsupport::kRequiredExtensions[i].boxText);
+        EXPECT_EQ(boxes.boxes[i].caption, testsupport::kRequiredExtensions[i].caption);
         EXPECT_EQ(boxes.boxes[i].style, 0u);
     }
     EXPECT_EQ(ConsoleLines(static_cast<Console*>(engine.console)),
@@ -519,6 +507,27 @@ TEST_F(EngineGl, DemoDrawsOnWhitePaperAndStopsOnEscape)
     EXPECT_EQ(demo.renderSeconds, before); // no EndFrame on that frame
     g_input->keys[VK_ESCAPE] = 0;
     g_engine = nullptr;
+}
+
+// Row 3 of the overlay against known values: the integer product scaled by
+// the float constant. At 1272 polygons ten frame rates up to 20000 print
+// otherwise when the scaling is done in double precision (625, 4375, ...
+// 19375); the product of large counts must not wrap.
+TEST_F(EngineGl, OverlayRateScalesTheIntegerProductInSinglePrecision)
+{
+    auto row3 = [](int32_t fps, int32_t polygons)
+    {
+        char text[64];
+        snprintf(text, sizeof text, "%.2f MPoly/s",
+                 HatchingDemo::MegaPolygonsPerSecond(fps, polygons));
+        return std::string(text);
+    };
+    EXPECT_EQ(row3(625, 1272), "0.80 MPoly/s");
+    EXPECT_EQ(row3(4375, 1272), "5.57 MPoly/s");
+    EXPECT_EQ(row3(19375, 1272), "24.65 MPoly/s");
+    EXPECT_EQ(row3(624, 1272), "0.79 MPoly/s");
+    EXPECT_EQ(row3(1, 0), "0.00 MPoly/s");
+    EXPECT_EQ(row3(20000, 1000000), "20000.00 MPoly/s");
 }
 
 // Teardown reports the three registries in the console and saves its text
