@@ -580,8 +580,10 @@ void PrintInfo(const std::vector<OutMesh>& meshes, const std::vector<Part>& part
         {
             std::printf("  %-31s  %-9s  %8zu faces  spread %g x %g x %g", p.name.c_str(),
                         KindName(p.kind), p.faces, p.spread[0], p.spread[1], p.spread[2]);
-            if (p.kind == PartKind::Elongated)
+            if (p.kind == PartKind::Elongated && p.turns)
                 std::printf("  %d turns", p.turns);
+            else if (p.kind == PartKind::Elongated)
+                std::printf("  folded");
             std::printf("\n");
         }
     }
