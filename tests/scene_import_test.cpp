@@ -332,6 +332,25 @@ TEST_F(SceneImport, StrokesFollowTheFormAndTheOutlineHugsTheHull)
         }
     }
 
+    // With repeats of 20 units the cylinder is too thin for half of one
+    // around: s folds, as far as the way round from the top, no seam.
+    ASSERT_EQ(Import("--stroke-size 20 --info form.obj thin.tsm"), 0);
+    std::string thinInfo = ReadText("import.out");
+    EXPECT_NE(thinInfo.find("cylinder                         elongated"), std::string::npos);
+    EXPECT_NE(thinInfo.find("folded"), std::string::npos) << thinInfo;
+    MeshSet thin;
+    thin.Load("thin.tsm", "", nullptr);
+    std::set<std::vector<float>> sides;
+    for (uint32_t v = 0; v < thin.meshes[0].vertexCount; ++v)
+    {
+        const float* p = &thin.meshes[0].positions[3 * v];
+        if (std::fabs(thin.meshes[0].normals[3 * v]) > 0.5f)
+            continue;
+        float fromTop = std::fabs(std::atan2(p[2], p[1]));
+        EXPECT_NEAR(thin.meshes[0].texCoords[2 * v], fromTop * 0.99f / 20.0f, 0.01f / 20.0f);
+        EXPECT_TRUE(sides.insert({p[0], p[1], p[2]}).second) << "a seam";
+    }
+
     // On the plate's broad faces s runs across the short side (z) and t
     // along the long one (x), a unit a unit.
     int broad = 0;
