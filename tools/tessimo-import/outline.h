@@ -7,7 +7,9 @@
 //              600, t = 0.
 // It pushes each vertex out along its normal by s pixels on the screen,
 // and the material culls front faces, so that only the rim of the pushed
-// hull shows behind the model.
+// hull shows behind the model. The material needs a texture stage even
+// if it draws with the vertex colour alone: the mesh sends its texture
+// coordinates only to the units of its stages.
 //
 // The demo turns the first mesh of a file half a turn about y and no
 // other: the outline, written last, carries the first mesh's part of the
