@@ -505,6 +505,26 @@ TEST_F(SceneImport, RefusesWhatItCannotConvertInOneLine)
     EXPECT_EQ(error, "");
     EXPECT_EQ(ReadText("import.out").rfind("usage: tessimo-import", 0), 0u);
 
+    // 182 by 182 vertices on a flat grid: written, with a warning that the
+    // demo's 1 MiB will not hold their 1060000 bytes (and the up to 31
+    // that aligning the first array skips).
+    std::string grid;
+    for (int y = 0; y < 182; ++y)
+        for (int x = 0; x < 182; ++x)
+            grid += "v " + std::to_string(x) + " 0 " + std::to_string(y) + "\n";
+    for (int y = 0; y < 181; ++y)
+        for (int x = 0; x < 181; ++x)
+        {
+            int v = y * 182 + x + 1;
+            grid += "f " + std::to_string(v) + " " + std::to_string(v + 182) + " " +
+                    std::to_string(v + 183) + " " + std::to_string(v + 1) + "\n";
+        }
+    WriteText("grid.obj", grid);
+    EXPECT_EQ(Import("--no-outline grid.obj grid.tsm", &error), 0);
+    EXPECT_EQ(error, "tessimo-import: warning: the model needs up to 1060031 bytes of vertex "
+                     "memory, more than the demo's 1048576\n");
+    EXPECT_TRUE(std::ifstream("grid.tsm").good());
+
     EXPECT_EQ(Import("--info --merge material two.obj"), 0);
     std::string info = ReadText("import.out");
     EXPECT_NE(info.find("3 meshes"), std::string::npos) << info;
