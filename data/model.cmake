@@ -9,18 +9,19 @@
 # units, placed where the demo's camera looks (0, -2, -5): the camera at
 # (13.6, 7.7, 11.8) with 45 degrees of view then sees the plane fill the
 # frame in three-quarter view. The translucent propeller disc is left out;
-# the material is "Hatching", with flat faces (one tone a face) and texture
-# coordinates of even density (one repeat of the art map every 6 units), so
-# that the strokes keep their width all over the airplane. The vertex pool
-# holds 1 MiB at 32 bytes a vertex, so 32000 vertices leave room for the
-# alignment of the arrays.
+# the material is "Hatching". The importer's defaults draw it in ink: smooth
+# normals within a crease, strokes that follow the form of each part (one
+# repeat of the art map every 6 units), and a second mesh, the outline, on
+# the material "Outline", carrying the half turn already. The vertex pool
+# holds 1 MiB at 32 bytes a vertex: 32000 vertices in all, outline
+# included, leave room for the alignment of the arrays.
 set(TESSIMO_AIRPLANE_SOURCE /usr/share/games/crrcsim/objects/sport.ac CACHE FILEPATH
   "The AC3D model imported as tsm\\avion.tsm")
 set(model_output ${CMAKE_CURRENT_BINARY_DIR}/avion.tsm)
 if(TARGET tessimo-import AND EXISTS ${TESSIMO_AIRPLANE_SOURCE})
   add_custom_command(OUTPUT ${model_output}
     COMMAND tessimo-import --merge all --rotate 0,180,0 --center --fit 22 --position 0,-2,-5
-      --material Hatching --exclude prop_mat --facets --box-uv 6 --max-vertices 32000
+      --material Hatching --exclude prop_mat --max-vertices 32000
       ${TESSIMO_AIRPLANE_SOURCE} ${model_output}
     DEPENDS tessimo-import ${TESSIMO_AIRPLANE_SOURCE}
     COMMENT "Importing the airplane into avion.tsm"

@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <functional>
 #include <string>
 #include <sys/wait.h>
@@ -71,6 +73,53 @@ inline int WaitExit(pid_t pid, double seconds)
         return -1;
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// What a command-line tool did: its exit status (as WaitExit gives it), its
+// standard output and its standard error.
+struct ToolRun
+{
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+inline std::string ReadAll(FILE* file)
+{
+    std::string text;
+    char chunk[4096];
+    rewind(file);
+    for (size_t n; (n = fread(chunk, 1, sizeof chunk, file)) > 0;)
+        text.append(chunk, n);
+    fclose(file);
+    return text;
+}
+
+// Runs command[0] with its arguments in the current folder to its end.
+// Standard output goes to `stdoutPath` when one is given (a device, a
+// file), and is caught otherwise.
+inline ToolRun RunTool(const std::vector<std::string>& command, const std::string& stdoutPath = "")
+{
+    FILE* out = tmpfile();
+    FILE* err = tmpfile();
+    pid_t pid = fork();
+    if (pid == 0)
+    {
+        int fd = stdoutPath.empty() ? fileno(out) : open(stdoutPath.c_str(), O_WRONLY);
+        dup2(fd, 1);
+        dup2(fileno(err), 2);
+        std::vector<char*> argv;
+        for (const std::string& arg : command)
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    ToolRun run;
+    run.status = WaitExit(pid, 300);
+    run.out = ReadAll(out);
+    run.err = ReadAll(err);
+    return run;
 }
 
 } // namespace testsupport

@@ -15,8 +15,8 @@
 // black checkerboard, plainly not a picture.
 //
 // Both write an uncompressed Targa, bottom row first, as the engine's loader
-// hands rows to GL in file order. Exit status 0 on success, 1 on a failure,
-// 2 on a usage error.
+// hands rows to GL in file order, whole or not at all (tools/common). Exit
+// status 0 on success, 1 on a failure, 2 on a usage error.
 
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -28,10 +28,17 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/tool_cli.h"
+
 namespace
 {
 
-const char kUsage[] = "usage: tessimo-font glyphs FONT_FILE OUTPUT.tga | default OUTPUT.tga";
+const toolcli::Tool kTool{
+    "tessimo-font", "usage: tessimo-font glyphs FONT_FILE OUTPUT.tga | default OUTPUT.tga",
+    "  glyphs FONT_FILE OUTPUT.tga  the screen font's texture: printable ASCII of a\n"
+    "                               TrueType face in 16 by 16 cells of 16 texels\n"
+    "  default OUTPUT.tga           the texture of a stage without a map: a magenta and\n"
+    "                               black checkerboard\n"};
 
 constexpr int kCells = 16; // cells on a side of the grid
 constexpr int kCell = 16;  // texels on a side of a cell
@@ -47,9 +54,10 @@ struct Image
     std::vector<uint8_t> rgba; // top row first, red green blue (alpha)
 };
 
-// An uncompressed true-colour Targa, bottom row first, written to a
-// temporary name and renamed, so a failed run leaves no half file.
-bool WriteTarga(const Image& image, const std::string& path)
+// An uncompressed true-colour Targa, bottom row first. `inputs` are the
+// files the run read, which the output must not replace.
+bool WriteTarga(const Image& image, const std::string& path, const std::vector<std::string>& inputs,
+                std::string* error)
 {
     uint8_t header[18] = {};
     header[2] = 2;
@@ -59,33 +67,19 @@ bool WriteTarga(const Image& image, const std::string& path)
     header[15] = uint8_t(image.height >> 8);
     header[16] = uint8_t(image.channels * 8);
     header[17] = image.channels == 4 ? 8 : 0; // alpha bits; origin at the bottom left
-    std::string temporary = path + ".part";
-    FILE* file = fopen(temporary.c_str(), "wb");
-    if (!file)
-        return false;
-    bool ok = fwrite(header, 1, sizeof header, file) == sizeof header;
-    std::vector<uint8_t> row(size_t(image.width) * image.channels);
-    for (int y = image.height - 1; ok && y >= 0; --y)
+    std::vector<uint8_t> bytes(header, header + sizeof header);
+    for (int y = image.height - 1; y >= 0; --y)
     {
         const uint8_t* source = &image.rgba[size_t(y) * image.width * image.channels];
         for (int x = 0; x < image.width; ++x)
         {
             const uint8_t* p = source + x * image.channels;
-            uint8_t* q = &row[size_t(x) * image.channels];
-            q[0] = p[2]; // blue, green, red (, alpha)
-            q[1] = p[1];
-            q[2] = p[0];
+            bytes.insert(bytes.end(), {p[2], p[1], p[0]}); // blue, green, red
             if (image.channels == 4)
-                q[3] = p[3];
+                bytes.push_back(p[3]);
         }
-        ok = fwrite(row.data(), 1, row.size(), file) == row.size();
     }
-    ok = fclose(file) == 0 && ok;
-    if (ok)
-        ok = rename(temporary.c_str(), path.c_str()) == 0;
-    if (!ok)
-        remove(temporary.c_str());
-    return ok;
+    return toolcli::WriteOutput(path, bytes.data(), bytes.size(), inputs, error);
 }
 
 // Extent of the printable glyphs at the face's current size, relative to
@@ -145,34 +139,28 @@ int Glyphs(const char* fontFile, const std::string& output)
     FT_Library library;
     if (FT_Init_FreeType(&library))
     {
-        fprintf(stderr, "tessimo-font: FreeType doesn't start\n");
-        return 1;
+        return kTool.Fail("FreeType doesn't start");
     }
     FT_Face face;
     if (FT_New_Face(library, fontFile, 0, &face))
     {
-        fprintf(stderr, "tessimo-font: can't read the face %s\n", fontFile);
         FT_Done_FreeType(library);
-        return 1;
+        return kTool.Fail("can't read the face " + toolcli::Quoted(fontFile));
     }
     int baseline = 0, penX = 0;
     int size = FitSize(face, &baseline, &penX);
-    int status = 0;
+    std::string problem;
     if (!size)
-    {
-        fprintf(stderr, "tessimo-font: %s has no size that fits a cell\n", fontFile);
-        status = 1;
-    }
+        problem = toolcli::Quoted(fontFile) + " has no size that fits a cell";
     Image image{kCells * kCell, kCells * kCell, 4, {}};
     image.rgba.assign(size_t(image.width) * image.height * 4, 0);
     for (size_t i = 0; i < image.rgba.size(); i += 4)
         image.rgba[i] = image.rgba[i + 1] = image.rgba[i + 2] = kInk;
-    for (int c = kFirstCode + 1; status == 0 && c < 127; ++c)
+    for (int c = kFirstCode + 1; problem.empty() && c < 127; ++c)
     {
         if (FT_Load_Char(face, FT_ULong(c), FT_LOAD_RENDER | FT_LOAD_TARGET_LIGHT))
         {
-            fprintf(stderr, "tessimo-font: no glyph for code %d\n", c);
-            status = 1;
+            problem = "no glyph for code " + std::to_string(c);
             break;
         }
         const FT_Bitmap& bitmap = face->glyph->bitmap;
@@ -195,12 +183,9 @@ int Glyphs(const char* fontFile, const std::string& output)
     }
     FT_Done_Face(face);
     FT_Done_FreeType(library);
-    if (status == 0 && !WriteTarga(image, output))
-    {
-        fprintf(stderr, "tessimo-font: can't write %s\n", output.c_str());
-        status = 1;
-    }
-    return status;
+    if (problem.empty() && !WriteTarga(image, output, {fontFile}, &problem))
+        return kTool.Fail(problem);
+    return problem.empty() ? 0 : kTool.Fail(problem);
 }
 
 int Default(const std::string& output)
@@ -214,22 +199,22 @@ int Default(const std::string& output)
             uint8_t rgb[3] = {uint8_t(magenta ? 255 : 0), 0, uint8_t(magenta ? 255 : 0)};
             image.rgba.insert(image.rgba.end(), rgb, rgb + 3);
         }
-    if (!WriteTarga(image, output))
-    {
-        fprintf(stderr, "tessimo-font: can't write %s\n", output.c_str());
-        return 1;
-    }
-    return 0;
+    std::string error;
+    return WriteTarga(image, output, {}, &error) ? 0 : kTool.Fail(error);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc == 4 && strcmp(argv[1], "glyphs") == 0)
-        return Glyphs(argv[2], argv[3]);
-    if (argc == 3 && strcmp(argv[1], "default") == 0)
-        return Default(argv[2]);
-    fprintf(stderr, "%s\n", kUsage);
-    return 2;
+    if (toolcli::WantsHelp(argc, argv))
+        return kTool.Help();
+    if (argc < 2)
+        return kTool.UsageError("no command");
+    if (strcmp(argv[1], "glyphs") == 0)
+        return argc == 4 ? Glyphs(argv[2], argv[3])
+                         : kTool.UsageError("glyphs takes a font file and an output");
+    if (strcmp(argv[1], "default") == 0)
+        return argc == 3 ? Default(argv[2]) : kTool.UsageError("default takes an output");
+    return kTool.BadValue("command", argv[1], "glyphs or default");
 }

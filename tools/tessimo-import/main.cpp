@@ -1,34 +1,16 @@
 // tessimo-import: turns a model in any format Assimp reads into the engine's
-// model file (.tsm).
-//
-//     tessimo-import [options] SOURCE [OUTPUT]
-//
-//     --scale S           multiply every position by S
-//     --fit SIZE          scale so that the longest side of the bounds is SIZE
-//     --center            move the middle of the bounds to the origin
-//     --position X,Y,Z    the place written into every mesh record
-//     --rotate X,Y,Z      turn the model by these degrees about x, then y,
-//                         then z, before it is scaled and centred
-//     --merge material    one mesh per material
-//     --merge all         one mesh for the whole model
-//     --material NAME     the shader name written into every mesh
-//     --exclude NAME      leave out the meshes of that material or node name
-//                         (repeatable)
-//     --max-vertices N    refuse a model of more than N vertices in all
-//     --box-uv SIZE       new texture coordinates: each triangle projected
-//                         along the axis its face turns to most, one unit
-//                         of texture every SIZE units of the placed model
-//     --facets            every triangle with vertices of its own and its
-//                         face normal: flat shading, one tone a face
-//     --info              print what would be written, write nothing
+// model file (.tsm), ready to be drawn in ink: smooth normals with a crease,
+// texture coordinates whose strokes follow the form, and an outline mesh.
+// The header carries our signature: "Tessimo model file" and a version
+// number. `--help` lists the options.
 //
 // Without --merge each mesh of each node becomes one mesh, with the node's
-// transform applied to its vertices. Faces are triangulated, smooth normals
-// are kept or generated, and a mesh without texture coordinates gets a
-// planar projection onto the two longest sides of its bounds. The header
-// carries our signature: "Tessimo model file" and a version number.
+// transform applied to its vertices. Faces are triangulated; triangles
+// without area and repeated ones are left out.
 //
-// Failures are one line on standard error and exit status 1.
+// A bad argument is one line naming it and the usage line, exit status 2;
+// a failed run is one line on standard error and exit status 1, and leaves
+// no output file behind.
 #include <assimp/Importer.hpp>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -40,9 +22,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "model.h"
+#include "normals.h"
+#include "outline.h"
+#include "strokes.h"
+#include "tools/common/tool_cli.h"
 
 namespace
 {
@@ -52,9 +41,60 @@ const char kSignature[19] = "Tessimo model file";
 constexpr uint32_t kVersion = 1;
 // Names in a mesh record: 31 characters and the NUL.
 constexpr size_t kNameLength = 32;
-// What the engine's vertex pool takes for a vertex, and its alignment.
+// The demo's vertex memory: 1 MiB, 32 bytes a vertex in three arrays, each
+// starting on a multiple of 32.
+constexpr uint64_t kPoolBytes = 1048576;
 constexpr uint64_t kPoolBytesPerVertex = 32;
 constexpr uint64_t kPoolAlignment = 32;
+
+// What --help prints below the usage line.
+const char kOptions[] =
+    "       tessimo-import --info [options] SOURCE [OUTPUT]\n"
+    "\n"
+    "Converts a model Assimp reads into the engine's model file (.tsm).\n"
+    "\n"
+    "Placing:\n"
+    "  --scale S           multiply every position by S\n"
+    "  --fit SIZE          scale so that the longest side of the bounds is SIZE\n"
+    "  --center            move the middle of the bounds to the origin\n"
+    "  --position X,Y,Z    the place written into every mesh record\n"
+    "  --rotate X,Y,Z      turn the model by these degrees about x, then y, then z,\n"
+    "                      before it is scaled and centred\n"
+    "Meshes:\n"
+    "  --merge material    one mesh per material\n"
+    "  --merge all         one mesh for the whole model\n"
+    "  --material NAME     the material written into every mesh (1 to 31 characters)\n"
+    "  --exclude NAME      leave out the meshes of that material or node (repeatable)\n"
+    "  --max-vertices N    refuse a model of more than N vertices in all\n"
+    "Drawing:\n"
+    "  --crease DEG        smooth normals across edges where the faces turn by at\n"
+    "                      most DEG degrees, 0 to 180 (default 50)\n"
+    "  --facets            flat faces, one tone a face (the same as --crease 0)\n"
+    "  --strokes form      texture coordinates that follow the form (default): for\n"
+    "                      each part, from its principal axes, s runs around an\n"
+    "                      elongated part (a whole number of repeats, so it meets\n"
+    "                      itself) and along the chord of a flat one; other parts\n"
+    "                      get box coordinates\n"
+    "  --strokes box       each triangle projected along the axis it faces most\n"
+    "  --strokes keep      the source's texture coordinates (or a projection of\n"
+    "                      each mesh's bounds onto 0 to 1 where it has none)\n"
+    "  --stroke-size UNITS one repeat of the art map every UNITS units of the\n"
+    "                      placed model (default 6)\n"
+    "  --box-uv SIZE       the same as --strokes box --stroke-size SIZE\n"
+    "  --outline WIDTH     outline width in pixels at 800 by 600 (default 2)\n"
+    "  --no-outline        no outline mesh\n"
+    "  --info              print the meshes, the parts and the vertex memory;\n"
+    "                      writes OUTPUT only if one is given\n"
+    "  -h, --help          this text\n"
+    "\n"
+    "The outline is a last mesh on the material \"Outline\": the model's hull,\n"
+    "welded by position, with averaged unit normals and texture coordinates\n"
+    "(WIDTH, 0), the first mesh's part turned half a turn about y as the demo\n"
+    "turns the first mesh. Its vertex program pushes each vertex out along the\n"
+    "normal by s pixels; the material culls front faces.\n"
+    "\n"
+    "The demo's vertex memory holds 1 MiB at 32 bytes a vertex; a model that\n"
+    "does not fit is written with a warning.\n";
 
 struct Options
 {
@@ -74,8 +114,15 @@ struct Options
     std::string material;
     bool materialGiven = false;
     uint64_t maxVertices = 0;
-    float boxUv = 0.0f;
-    bool facets = false;
+    float crease = 50.0f;
+    enum Strokes
+    {
+        Form,
+        Box,
+        Keep
+    } strokes = Form;
+    float strokeSize = 6.0f;
+    float outline = 2.0f; // 0: none
     bool info = false;
     std::vector<std::string> excluded;
     bool Excluded(const std::string& name) const
@@ -87,132 +134,142 @@ struct Options
     }
 };
 
-struct OutMesh
-{
-    std::string name;
-    std::string shader;
-    std::vector<float> positions; // 3 a vertex
-    std::vector<float> texCoords; // 2 a vertex
-    std::vector<float> normals;   // 3 a vertex
-    std::vector<uint32_t> faces;  // 3 a triangle
-    size_t VertexCount() const { return positions.size() / 3; }
-    size_t FaceCount() const { return faces.size() / 3; }
-};
+const toolcli::Tool kTool{"tessimo-import", "usage: tessimo-import [options] SOURCE OUTPUT",
+                          kOptions};
 
 [[noreturn]] void Fail(const std::string& message)
 {
-    std::fprintf(stderr, "tessimo-import: %s\n", message.c_str());
-    std::exit(1);
+    std::exit(kTool.Fail(message));
 }
 
-// Three comma-separated numbers and nothing after them, or a usage failure.
-void ReadTriple(const char* text, float* xyz, const char* usage)
+// A bad argument: what was wrong with it, then the usage line.
+[[noreturn]] void BadArgument(const std::string& message)
 {
-    char extra;
-    if (std::sscanf(text, "%f,%f,%f%c", &xyz[0], &xyz[1], &xyz[2], &extra) != 3)
-        Fail(std::string(usage) + ", not '" + text + "'");
+    std::exit(kTool.UsageError(message));
 }
 
-void Usage()
-{
-    std::fprintf(stderr,
-                 "usage: tessimo-import [--scale S] [--fit SIZE] [--center] [--position X,Y,Z]\n"
-                 "                      [--rotate X,Y,Z]\n"
-                 "                      [--merge material|all] [--material NAME]\n"
-                 "                      [--exclude NAME]... [--max-vertices N] [--box-uv SIZE]\n"
-                 "                      [--facets] [--info]\n"
-                 "                      SOURCE [OUTPUT]\n");
-    std::exit(1);
-}
-
-float ParseFloat(const char* text, const char* option)
+// A number in [low, high], or a bad argument that names the range.
+float ParseFloat(const char* option, const char* text, float low, float high, const char* expected)
 {
     char* end = nullptr;
     errno = 0;
     float value = std::strtof(text, &end);
-    if (end == text || *end || errno || !std::isfinite(value))
-        Fail(std::string("not a number for ") + option + ": '" + text + "'");
+    if (end == text || *end || errno || !std::isfinite(value) || !(value >= low) ||
+        !(value <= high))
+        BadArgument(std::string(option) + " " + text + ": expected " + expected);
     return value;
+}
+
+// Three comma-separated numbers and nothing after them.
+void ParseTriple(const char* option, const char* text, float* xyz)
+{
+    char extra;
+    if (std::sscanf(text, "%f,%f,%f%c", &xyz[0], &xyz[1], &xyz[2], &extra) != 3 ||
+        !std::isfinite(xyz[0]) || !std::isfinite(xyz[1]) || !std::isfinite(xyz[2]))
+        BadArgument(std::string(option) + " " + text + ": expected X,Y,Z");
+}
+
+void ParseOption(Options& o, const std::string& a, const std::function<const char*()>& value)
+{
+    const char* option = a.c_str();
+    if (a == "--scale")
+        o.scale = ParseFloat(option, value(), -FLT_MAX, FLT_MAX, "a number");
+    else if (a == "--fit")
+        o.fit = ParseFloat(option, value(), FLT_MIN, FLT_MAX, "a number above 0");
+    else if (a == "--center")
+        o.center = true;
+    else if (a == "--position")
+        ParseTriple(option, value(), o.position);
+    else if (a == "--rotate")
+        ParseTriple(option, value(), o.rotation);
+    else if (a == "--merge")
+    {
+        std::string m = value();
+        if (m == "material")
+            o.merge = Options::ByMaterial;
+        else if (m == "all")
+            o.merge = Options::All;
+        else
+            BadArgument("--merge " + m + ": expected material or all");
+    }
+    else if (a == "--material")
+    {
+        o.material = value();
+        o.materialGiven = true;
+        if (o.material.empty() || o.material.size() >= kNameLength)
+            BadArgument("--material " + o.material + ": expected 1 to 31 characters");
+    }
+    else if (a == "--max-vertices")
+    {
+        const char* v = value();
+        char* end = nullptr;
+        errno = 0;
+        unsigned long long n = std::strtoull(v, &end, 10);
+        if (end == v || *end || errno || *v == '-')
+            BadArgument(std::string("--max-vertices ") + v + ": expected a count");
+        o.maxVertices = n;
+    }
+    else if (a == "--exclude")
+        o.excluded.push_back(value());
+    else if (a == "--facets")
+        o.crease = 0.0f;
+    else if (a == "--crease")
+        o.crease = ParseFloat(option, value(), 0.0f, 180.0f, "0 to 180");
+    else if (a == "--strokes")
+    {
+        std::string m = value();
+        if (m == "form")
+            o.strokes = Options::Form;
+        else if (m == "box")
+            o.strokes = Options::Box;
+        else if (m == "keep")
+            o.strokes = Options::Keep;
+        else
+            BadArgument("--strokes " + m + ": expected form, box or keep");
+    }
+    else if (a == "--stroke-size")
+        o.strokeSize = ParseFloat(option, value(), FLT_MIN, FLT_MAX, "a number above 0");
+    else if (a == "--box-uv")
+    {
+        o.strokeSize = ParseFloat(option, value(), FLT_MIN, FLT_MAX, "a number above 0");
+        o.strokes = Options::Box;
+    }
+    else if (a == "--outline")
+        o.outline = ParseFloat(option, value(), FLT_MIN, 64.0f, "above 0 up to 64");
+    else if (a == "--no-outline")
+        o.outline = 0.0f;
+    else if (a == "--info")
+        o.info = true;
+    else
+        BadArgument("unknown option " + a);
 }
 
 Options ParseArguments(int argc, char** argv)
 {
     Options o;
+    if (toolcli::WantsHelp(argc, argv))
+        std::exit(kTool.Help());
     std::vector<const char*> files;
     for (int i = 1; i < argc; ++i)
     {
         std::string a = argv[i];
-        auto value = [&]() -> const char*
-        {
-            if (i + 1 >= argc)
-                Fail("missing value after " + a);
-            return argv[++i];
-        };
-        if (a == "--scale")
-            o.scale = ParseFloat(value(), "--scale");
-        else if (a == "--fit")
-        {
-            o.fit = ParseFloat(value(), "--fit");
-            if (o.fit <= 0.0f)
-                Fail("--fit needs a size above 0");
-        }
-        else if (a == "--center")
-            o.center = true;
-        else if (a == "--position")
-        {
-            ReadTriple(value(), o.position, "--position takes X,Y,Z");
-        }
-        else if (a == "--rotate")
-        {
-            ReadTriple(value(), o.rotation, "--rotate takes X,Y,Z in degrees");
-        }
-        else if (a == "--merge")
-        {
-            std::string m = value();
-            if (m == "material")
-                o.merge = Options::ByMaterial;
-            else if (m == "all")
-                o.merge = Options::All;
-            else
-                Fail("--merge takes 'material' or 'all', not '" + m + "'");
-        }
-        else if (a == "--material")
-        {
-            o.material = value();
-            o.materialGiven = true;
-            if (o.material.empty() || o.material.size() >= kNameLength)
-                Fail("a material name has 1 to 31 characters: '" + o.material + "'");
-        }
-        else if (a == "--max-vertices")
-        {
-            const char* v = value();
-            char* end = nullptr;
-            unsigned long long n = std::strtoull(v, &end, 10);
-            if (end == v || *end)
-                Fail(std::string("--max-vertices takes a count, not '") + v + "'");
-            o.maxVertices = n;
-        }
-        else if (a == "--exclude")
-            o.excluded.push_back(value());
-        else if (a == "--facets")
-            o.facets = true;
-        else if (a == "--box-uv")
-        {
-            o.boxUv = ParseFloat(value(), "--box-uv");
-            if (o.boxUv <= 0.0f)
-                Fail("--box-uv needs a size above 0");
-        }
-        else if (a == "--info")
-            o.info = true;
-        else if (a == "--help" || a == "-h")
-            Usage();
-        else if (a.size() > 1 && a[0] == '-')
-            Fail("unknown option " + a);
+        if (a.size() > 1 && a[0] == '-')
+            ParseOption(o, a,
+                        [&]() -> const char*
+                        {
+                            if (i + 1 >= argc)
+                                BadArgument(a + " needs a value");
+                            return argv[++i];
+                        });
         else
             files.push_back(argv[i]);
     }
-    if (files.empty() || files.size() > 2 || (files.size() == 1 && !o.info))
-        Usage();
+    if (files.empty())
+        BadArgument("missing SOURCE");
+    if (files.size() == 1 && !o.info)
+        BadArgument("missing OUTPUT");
+    if (files.size() > 2)
+        BadArgument(std::string("unexpected argument ") + files[2]);
     o.source = files[0];
     o.output = files.size() > 1 ? files[1] : nullptr;
     return o;
@@ -272,12 +329,14 @@ void PlanarTexCoords(const aiMesh* mesh, const aiMatrix4x4& transform, float* ou
     }
 }
 
-// One Assimp mesh, placed by its node's transform, appended to `out`.
-void AppendMesh(const aiMesh* mesh, const aiMatrix4x4& transform, OutMesh& out)
+// One Assimp mesh, placed by its node's transform, appended to `out` as a
+// piece of its own. Normals are made later, from the placed triangles.
+void AppendMesh(const aiMesh* mesh, const aiMatrix4x4& transform, const std::string& pieceName,
+                OutMesh& out)
 {
     size_t first = out.VertexCount();
-    aiMatrix3x3 normalTransform(transform);
-    normalTransform.Inverse().Transpose();
+    uint32_t piece = uint32_t(out.pieceNames.size());
+    out.pieceNames.push_back(pieceName);
     std::vector<float> generated;
     if (!mesh->HasTextureCoords(0))
     {
@@ -288,13 +347,6 @@ void AppendMesh(const aiMesh* mesh, const aiMatrix4x4& transform, OutMesh& out)
     {
         aiVector3D p = transform * mesh->mVertices[v];
         out.positions.insert(out.positions.end(), {p.x, p.y, p.z});
-        aiVector3D n = mesh->HasNormals() ? normalTransform * mesh->mNormals[v] : aiVector3D();
-        float length = n.Length();
-        if (length > 0.0f && std::isfinite(length))
-            n /= length;
-        else
-            n = aiVector3D();
-        out.normals.insert(out.normals.end(), {n.x, n.y, n.z});
         if (mesh->HasTextureCoords(0))
             out.texCoords.insert(out.texCoords.end(),
                                  {mesh->mTextureCoords[0][v].x, mesh->mTextureCoords[0][v].y});
@@ -315,84 +367,8 @@ void AppendMesh(const aiMesh* mesh, const aiMatrix4x4& transform, OutMesh& out)
         if (mirrored)
             std::swap(b, c);
         out.faces.insert(out.faces.end(), {a, b, c});
+        out.facePieces.push_back(piece);
     }
-}
-
-// Texture coordinates of even density over the whole model, whatever the
-// source's mapping: each triangle is projected along the axis of its face
-// normal's largest component, so the texture is never stretched by more
-// than sqrt(3) on a face. A vertex shared by triangles that project along
-// different axes is split, one copy for each axis.
-void BoxTexCoords(OutMesh& m, float size)
-{
-    std::vector<float> positions, normals, texCoords;
-    std::map<std::pair<uint32_t, int>, uint32_t> copies;
-    for (size_t f = 0; f < m.FaceCount(); ++f)
-    {
-        uint32_t* corner = &m.faces[3 * f];
-        const float* p[3] = {&m.positions[3 * size_t(corner[0])],
-                             &m.positions[3 * size_t(corner[1])],
-                             &m.positions[3 * size_t(corner[2])]};
-        aiVector3D e1(p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]);
-        aiVector3D e2(p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]);
-        aiVector3D n = e1 ^ e2;
-        const float a[3] = {std::fabs(n.x), std::fabs(n.y), std::fabs(n.z)};
-        int axis = a[0] >= a[1] && a[0] >= a[2] ? 0 : (a[1] >= a[2] ? 1 : 2);
-        int u = axis == 0 ? 2 : 0;
-        int w = axis == 1 ? 2 : 1;
-        for (int k = 0; k < 3; ++k)
-        {
-            auto key = std::make_pair(corner[k], axis);
-            auto found = copies.find(key);
-            if (found == copies.end())
-            {
-                uint32_t index = static_cast<uint32_t>(positions.size() / 3);
-                const float* q = &m.positions[3 * size_t(corner[k])];
-                const float* nq = &m.normals[3 * size_t(corner[k])];
-                positions.insert(positions.end(), {q[0], q[1], q[2]});
-                normals.insert(normals.end(), {nq[0], nq[1], nq[2]});
-                texCoords.insert(texCoords.end(), {q[u] / size, q[w] / size});
-                found = copies.emplace(key, index).first;
-            }
-            corner[k] = found->second;
-        }
-    }
-    m.positions.swap(positions);
-    m.normals.swap(normals);
-    m.texCoords.swap(texCoords);
-}
-
-// Flat faces: three vertices of its own for every triangle, each with the
-// face's unit normal (a degenerate face keeps its vertices' normals).
-void Facets(OutMesh& m)
-{
-    std::vector<float> positions, normals, texCoords;
-    for (size_t f = 0; f < m.FaceCount(); ++f)
-    {
-        uint32_t* corner = &m.faces[3 * f];
-        const float* p[3] = {&m.positions[3 * size_t(corner[0])],
-                             &m.positions[3 * size_t(corner[1])],
-                             &m.positions[3 * size_t(corner[2])]};
-        aiVector3D e1(p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]);
-        aiVector3D e2(p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]);
-        aiVector3D n = e1 ^ e2;
-        float length = n.Length();
-        for (int k = 0; k < 3; ++k)
-        {
-            size_t v = corner[k];
-            positions.insert(positions.end(), {p[k][0], p[k][1], p[k][2]});
-            if (length > 0.0f && std::isfinite(length))
-                normals.insert(normals.end(), {n.x / length, n.y / length, n.z / length});
-            else
-                normals.insert(normals.end(),
-                               {m.normals[3 * v], m.normals[3 * v + 1], m.normals[3 * v + 2]});
-            texCoords.insert(texCoords.end(), {m.texCoords[2 * v], m.texCoords[2 * v + 1]});
-            corner[k] = static_cast<uint32_t>(3 * f + size_t(k));
-        }
-    }
-    m.positions.swap(positions);
-    m.normals.swap(normals);
-    m.texCoords.swap(texCoords);
 }
 
 struct Collector
@@ -402,9 +378,8 @@ struct Collector
     std::vector<OutMesh> meshes;
     std::map<std::string, size_t> byMaterial;
 
-    OutMesh& Target(const aiMesh* mesh, const aiNode* node)
+    OutMesh& Target(const aiMesh* mesh, const std::string& name, const std::string& material)
     {
-        std::string material = MaterialName(scene, mesh->mMaterialIndex);
         if (options.merge == Options::All)
         {
             if (meshes.empty())
@@ -426,9 +401,9 @@ struct Collector
             meshes.back().shader = material;
             return meshes.back();
         }
+        (void)mesh;
         meshes.emplace_back();
-        const char* meshName = mesh->mName.length ? mesh->mName.C_Str() : node->mName.C_Str();
-        meshes.back().name = FitName(meshName, "mesh");
+        meshes.back().name = FitName(name, "mesh");
         meshes.back().shader = material;
         return meshes.back();
     }
@@ -443,10 +418,12 @@ struct Collector
             const aiMesh* mesh = scene->mMeshes[node->mMeshes[i]];
             if (!(mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE))
                 continue;
-            if (options.Excluded(MaterialName(scene, mesh->mMaterialIndex)) ||
-                options.Excluded(node->mName.C_Str()) || options.Excluded(mesh->mName.C_Str()))
+            std::string material = MaterialName(scene, mesh->mMaterialIndex);
+            if (options.Excluded(material) || options.Excluded(node->mName.C_Str()) ||
+                options.Excluded(mesh->mName.C_Str()))
                 continue;
-            AppendMesh(mesh, transform, Target(mesh, node));
+            std::string name = mesh->mName.length ? mesh->mName.C_Str() : node->mName.C_Str();
+            AppendMesh(mesh, transform, name.empty() ? "mesh" : name, Target(mesh, name, material));
         }
         for (unsigned i = 0; i < node->mNumChildren; ++i)
             Walk(node->mChildren[i], transform);
@@ -497,6 +474,75 @@ void Place(std::vector<OutMesh>& meshes, const Options& o)
             m.positions[i] = (m.positions[i] - centre[i % 3]) * factor;
 }
 
+bool Finite(const std::vector<float>& values)
+{
+    for (float v : values)
+        if (!std::isfinite(v))
+            return false;
+    return true;
+}
+
+// Every corner takes its vertex's texture coordinates.
+CornerTexCoords KeptTexCoords(const OutMesh& m)
+{
+    CornerTexCoords out;
+    out.reserve(2 * m.faces.size());
+    for (uint32_t v : m.faces)
+        out.insert(out.end(), {m.texCoords[2 * size_t(v)], m.texCoords[2 * size_t(v) + 1]});
+    return out;
+}
+
+// What the drawing steps say: one line each, on standard error.
+struct Notes
+{
+    Cleaned cleaned;
+    size_t tooSmall = 0;
+};
+
+void Draw(OutMesh& m, const Options& o, std::vector<Part>& parts, Notes& notes)
+{
+    Cleaned cleaned = CleanFaces(m);
+    notes.cleaned.degenerate += cleaned.degenerate;
+    notes.cleaned.duplicate += cleaned.duplicate;
+    CornerNormals normals = CreaseNormals(m, o.crease);
+    CornerTexCoords texCoords;
+    if (o.strokes == Options::Keep)
+        texCoords = KeptTexCoords(m);
+    else if (o.strokes == Options::Box)
+        texCoords = BoxTexCoords(m, o.strokeSize);
+    else
+    {
+        size_t first = parts.size();
+        texCoords = FormTexCoords(m, o.strokeSize, parts);
+        for (size_t i = first; i < parts.size(); ++i)
+            notes.tooSmall += parts[i].kind == PartKind::TooSmall;
+    }
+    ShareVertices(m, normals, texCoords);
+}
+
+void Tell(const Notes& notes, const HullReport* hull)
+{
+    if (notes.cleaned.degenerate || notes.cleaned.duplicate)
+        std::fprintf(stderr, "tessimo-import: left out triangles: %zu without area, %zu repeated\n",
+                     notes.cleaned.degenerate, notes.cleaned.duplicate);
+    if (notes.tooSmall)
+        std::fprintf(stderr,
+                     "tessimo-import: box coordinates for parts too small to have axes: %zu\n",
+                     notes.tooSmall);
+    if (hull && hull->nonManifold)
+        std::fprintf(stderr,
+                     "tessimo-import: outline written with edges of more than two triangles: "
+                     "%zu\n",
+                     hull->nonManifold);
+    if (hull && hull->unturned)
+        std::fprintf(stderr,
+                     "tessimo-import: outline places whose normals cancel out, each given one "
+                     "of its triangles': %zu\n",
+                     hull->unturned);
+}
+
+// What the meshes take of the demo's vertex memory: three arrays each,
+// every one starting on the pool's alignment, and what the first may skip.
 uint64_t PoolBytes(const std::vector<OutMesh>& meshes)
 {
     auto rounded = [](uint64_t n)
@@ -508,7 +554,8 @@ uint64_t PoolBytes(const std::vector<OutMesh>& meshes)
     return total;
 }
 
-void PrintInfo(const std::vector<OutMesh>& meshes, const Options& o)
+void PrintInfo(const std::vector<OutMesh>& meshes, const std::vector<Part>& parts, bool outline,
+               const Options& o)
 {
     uint64_t vertices = 0, faces = 0;
     std::printf("%zu meshes\n", meshes.size());
@@ -526,7 +573,23 @@ void PrintInfo(const std::vector<OutMesh>& meshes, const Options& o)
                 b.low[2], b.high[0], b.high[1], b.high[2], b.high[0] - b.low[0],
                 b.high[1] - b.low[1], b.high[2] - b.low[2]);
     std::printf("position (%g, %g, %g)\n", o.position[0], o.position[1], o.position[2]);
-    std::printf("vertex memory %llu bytes\n", static_cast<unsigned long long>(PoolBytes(meshes)));
+    if (!parts.empty())
+    {
+        std::printf("%zu parts\n", parts.size());
+        for (const Part& p : parts)
+        {
+            std::printf("  %-31s  %-9s  %8zu faces  spread %g x %g x %g", p.name.c_str(),
+                        KindName(p.kind), p.faces, p.spread[0], p.spread[1], p.spread[2]);
+            if (p.kind == PartKind::Elongated)
+                std::printf("  %d turns", p.turns);
+            std::printf("\n");
+        }
+    }
+    std::vector<OutMesh> model(meshes.begin(), meshes.end() - (outline ? 1 : 0));
+    std::printf("vertex memory %llu bytes, %llu without the outline, of %llu\n",
+                static_cast<unsigned long long>(PoolBytes(meshes)),
+                static_cast<unsigned long long>(PoolBytes(model)),
+                static_cast<unsigned long long>(kPoolBytes));
 }
 
 void PutU32(std::vector<uint8_t>& out, uint32_t v)
@@ -585,8 +648,7 @@ int main(int argc, char** argv)
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE,
                                 aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     const aiScene* scene = importer.ReadFile(
-        o.source, aiProcess_Triangulate | aiProcess_GenSmoothNormals |
-                      aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
+        o.source, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
                       aiProcess_FindDegenerates | aiProcess_ValidateDataStructure);
     if (!scene || !scene->mRootNode)
         Fail(std::string("cannot read '") + o.source + "': " + importer.GetErrorString());
@@ -605,17 +667,40 @@ int main(int argc, char** argv)
             meshes.push_back(std::move(m));
     if (meshes.empty())
         Fail(std::string("'") + o.source + "' holds no triangles");
+    for (const OutMesh& m : meshes)
+        if (!Finite(m.positions) || !Finite(m.texCoords))
+            Fail(std::string("'") + o.source + "' has coordinates that are not finite numbers");
     if (o.materialGiven)
         for (OutMesh& m : meshes)
             m.shader = o.material;
     Place(meshes, o);
+    for (const OutMesh& m : meshes)
+        if (!Finite(m.positions))
+            Fail(std::string("'") + o.source + "' placed has coordinates beyond a float's range");
+
+    std::vector<Part> parts;
+    Notes notes;
     for (OutMesh& m : meshes)
+        Draw(m, o, parts, notes);
+    std::vector<OutMesh> drawn;
+    for (OutMesh& m : meshes)
+        if (m.FaceCount() > 0)
+            drawn.push_back(std::move(m));
+    meshes.swap(drawn);
+    if (meshes.empty())
+        Fail(std::string("'") + o.source + "' holds no triangles with an area");
+    HullReport hull;
+    bool outline = false;
+    if (o.outline > 0.0f)
     {
-        if (o.facets)
-            Facets(m);
-        if (o.boxUv > 0.0f)
-            BoxTexCoords(m, o.boxUv);
+        OutMesh mesh = BuildOutline(meshes, o.outline, hull);
+        outline = mesh.FaceCount() > 0;
+        if (outline)
+            meshes.push_back(std::move(mesh));
+        else
+            std::fprintf(stderr, "tessimo-import: no outline: its hull has no triangles\n");
     }
+    Tell(notes, outline ? &hull : nullptr);
 
     uint64_t vertices = 0;
     for (const OutMesh& m : meshes)
@@ -626,20 +711,23 @@ int main(int argc, char** argv)
     for (const OutMesh& m : meshes)
         if (m.VertexCount() > 0xFFFFFFFFu / kPoolBytesPerVertex || m.FaceCount() > 0x15555555u)
             Fail("mesh '" + m.name + "' is too large for the model file");
+    uint64_t pool = PoolBytes(meshes) + kPoolAlignment - 1;
+    if (pool > kPoolBytes)
+        std::fprintf(stderr,
+                     "tessimo-import: warning: the model needs up to %llu bytes of vertex "
+                     "memory, more than the demo's %llu\n",
+                     static_cast<unsigned long long>(pool),
+                     static_cast<unsigned long long>(kPoolBytes));
 
     if (o.info)
     {
-        PrintInfo(meshes, o);
+        PrintInfo(meshes, parts, outline, o);
         if (!o.output)
-            return 0;
+            return kTool.Finish();
     }
     std::vector<uint8_t> bytes = Encode(meshes, o);
-    FILE* f = std::fopen(o.output, "wb");
-    if (!f)
-        Fail(std::string("cannot write '") + o.output + "': " + std::strerror(errno));
-    bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-    written = std::fclose(f) == 0 && written;
-    if (!written)
-        Fail(std::string("cannot write '") + o.output + "'");
-    return 0;
+    std::string error;
+    if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
+        Fail(error);
+    return kTool.Finish();
 }

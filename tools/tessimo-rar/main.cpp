@@ -6,69 +6,43 @@
 //                      [--audio auto|off|1-4] FILE[=NAME]...
 //
 // Exit status 0 on success, 1 on a failure, 2 on a usage error; every
-// failure is one line on standard error. Files are written to a temporary
-// name beside the target and renamed into place, so a failed run never
-// leaves half a file where the target was.
+// failure is one line on standard error. Outputs go through OutputFile
+// (tools/common), so a failed run never leaves half a file where the
+// target was, and an archive is never written over one of its inputs.
 
 #include "archive/file_buffer.h"
 #include "archive/rar.h"
 #include "archive/rar_writer.h"
+#include "tools/common/tool_cli.h"
 
-#include <cerrno>
+#include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 namespace
 {
 
-const char kUsage[] =
+const toolcli::Tool kTool{
+    "tessimo-rar",
     "usage: tessimo-rar list ARCHIVE | extract ARCHIVE ENTRY [--password P] [--output FILE] | "
-    "create ARCHIVE [--password P] [--solid] [--store] [--audio auto|off|1-4] FILE[=NAME]...";
+    "create ARCHIVE [--password P] [--solid] [--store] [--audio auto|off|1-4] FILE[=NAME]...",
+    "  list ARCHIVE       every entry: name, size, packed size, method, version, flags\n"
+    "  extract ARCHIVE ENTRY\n"
+    "                     one entry's bytes, to standard output or FILE\n"
+    "  create ARCHIVE FILE[=NAME]...\n"
+    "                     a RAR 2.0 archive of the FILEs, each stored as NAME (default:\n"
+    "                     its path, without a leading / or drive)\n"
+    "  --password P       the archive's password, at most 255 characters\n"
+    "  --output FILE      where extract writes the entry (default: standard output)\n"
+    "  --solid            one compression stream over all entries\n"
+    "  --store            no compression\n"
+    "  --audio MODE       audio compression: auto (where smaller), off, or 1 to 4 channels\n"};
 
-int Fail(int status, const std::string& message)
-{
-    fprintf(stderr, "tessimo-rar: %s\n", message.c_str());
-    return status;
-}
-
-int Usage(const std::string& message)
-{
-    return Fail(2, message + "; " + kUsage);
-}
-
-// Writes `size` bytes to `path` through a temporary file in the same folder.
-bool WriteAtomically(const std::string& path, const uint8_t* data, size_t size, std::string* error)
-{
-    std::string temp = path + ".tmp-XXXXXX";
-    std::vector<char> name(temp.begin(), temp.end());
-    name.push_back(0);
-    int fd = mkstemp(name.data());
-    if (fd < 0)
-    {
-        *error = "cannot write " + path + ": " + strerror(errno);
-        return false;
-    }
-    // mkstemp makes the file private; the result gets the usual mode.
-    mode_t mask = umask(0);
-    umask(mask);
-    fchmod(fd, 0666 & ~mask);
-    FILE* file = fdopen(fd, "wb");
-    bool ok = file && fwrite(data, 1, size, file) == size;
-    ok = (file ? fclose(file) == 0 : close(fd) == 0) && ok;
-    if (ok && rename(name.data(), path.c_str()) != 0)
-        ok = false;
-    if (!ok)
-    {
-        *error = "cannot write " + path + ": " + strerror(errno);
-        unlink(name.data());
-    }
-    return ok;
-}
+const char kPasswordRange[] = "a password of at most 255 characters";
+const char kNameRange[] = "an entry name of 1 to 259 characters";
 
 bool ReadWholeFile(const char* path, std::vector<uint8_t>* out)
 {
@@ -98,13 +72,13 @@ void PrintEntry(const RarEntryInfo& e, void*)
 int List(int argc, char** argv)
 {
     if (argc != 1)
-        return Usage("list takes one archive");
+        return kTool.UsageError("list takes one archive");
     if (access(argv[0], R_OK) != 0)
-        return Fail(1, std::string("no such archive: ") + argv[0]);
+        return kTool.Fail(std::string("no such archive: ") + argv[0]);
     printf("%-40s %10s %10s %-6s %s\n", "name", "size", "packed", "method", "version, flags");
     if (!RarListEntries(argv[0], PrintEntry, nullptr))
-        return Fail(1, std::string("not a RAR 2.0 archive: ") + argv[0]);
-    return 0;
+        return kTool.Fail(std::string("not a RAR 2.0 archive: ") + argv[0]);
+    return kTool.Finish();
 }
 
 // The reader's reason for a failed extraction, naming the archive where
@@ -117,6 +91,13 @@ std::string WhyExtractFailed(const char* archive, const char* entry)
     return std::string(RarStatusText(status)) + ": " + (aboutArchive ? archive : entry);
 }
 
+// The value of the option at argv[*i], moving *i onto it; null when the
+// option is the last argument.
+const char* OptionValue(int argc, char** argv, int* i)
+{
+    return *i + 1 < argc ? argv[++*i] : nullptr;
+}
+
 int Extract(int argc, char** argv)
 {
     std::vector<const char*> positional;
@@ -125,106 +106,171 @@ int Extract(int argc, char** argv)
     for (int i = 0; i < argc; ++i)
     {
         std::string a = argv[i];
-        if ((a == "--password" || a == "--output") && i + 1 < argc)
-            (a == "--password" ? password : output) = argv[++i];
+        if (a == "--password" || a == "--output")
+        {
+            const char* value = OptionValue(argc, argv, &i);
+            if (!value)
+                return kTool.MissingValue(a, a == "--output" ? "a file name" : kPasswordRange);
+            (a == "--output" ? output : password) = value;
+        }
         else if (a.rfind("--", 0) == 0)
-            return Usage("unknown or incomplete option: " + a);
+            return kTool.UsageError("unknown option '" + a + "'");
         else
             positional.push_back(argv[i]);
     }
     if (positional.size() != 2)
-        return Usage("extract takes an archive and an entry name");
-    if (strlen(positional[0]) > 259 || strlen(positional[1]) > 259)
-        return Usage("archive and entry names have at most 259 characters");
+        return kTool.UsageError("extract takes an archive and an entry name");
+    if (strlen(positional[0]) > 259)
+        return kTool.BadValue("ARCHIVE", positional[0], "a name of at most 259 characters");
+    if (strlen(positional[1]) > 259)
+        return kTool.BadValue("ENTRY", positional[1], kNameRange);
     if (password && strlen(password) > 255)
-        return Usage("passwords have at most 255 characters");
+        return kTool.BadValue("--password", password, kPasswordRange);
 
+    // The target is checked before the archive is read: never the archive.
+    toolcli::OutputFile out;
+    std::string error;
+    if (output && !out.Open(output, {positional[0]}, &error))
+        return kTool.Fail(error);
     FileBuffer file;
     if (!file.Open(positional[1], positional[0], password))
-        return Fail(1, WhyExtractFailed(positional[0], positional[1]));
-    std::string error;
-    if (output)
+        return kTool.Fail(WhyExtractFailed(positional[0], positional[1]));
+    if (!output)
     {
-        if (!WriteAtomically(output, file.data, file.size, &error))
-            return Fail(1, error);
+        fwrite(file.data, 1, file.size, stdout);
+        return kTool.Finish();
     }
-    else if (fwrite(file.data, 1, file.size, stdout) != file.size || fflush(stdout) != 0)
-        return Fail(1, "cannot write to standard output");
+    out.Write(file.data, file.size);
+    return out.Commit(&error) ? 0 : kTool.Fail(error);
+}
+
+// The name an entry is stored under: '\' between folders, and no root or
+// drive in front (a leading '/' or '\', "C:"), so that the name stays
+// inside whatever folder it is unpacked into.
+std::string StoredName(std::string name)
+{
+    for (char& c : name)
+        if (c == '/')
+            c = '\\';
+    size_t start = 0;
+    for (bool more = true; more;)
+    {
+        more = false;
+        while (start < name.size() && name[start] == '\\')
+            start = start + 1, more = true;
+        bool letter = start < name.size() && isalpha(static_cast<unsigned char>(name[start]));
+        if (letter && start + 1 < name.size() && name[start + 1] == ':')
+            start += 2, more = true;
+    }
+    return name.substr(start);
+}
+
+struct CreateArguments
+{
+    RarWriterOptions options;
+    const char* archive = nullptr;
+    std::vector<std::string> files, names;
+};
+
+// Parses create's arguments; 0, or the usage status.
+int ParseCreate(int argc, char** argv, CreateArguments* c)
+{
+    for (int i = 0; i < argc; ++i)
+    {
+        std::string a = argv[i];
+        const char* value = nullptr;
+        if (a == "--password" || a == "--audio")
+        {
+            if (!(value = OptionValue(argc, argv, &i)))
+                return kTool.MissingValue(a,
+                                          a == "--audio" ? "auto, off or 1 to 4" : kPasswordRange);
+        }
+        if (a == "--password")
+            c->options.password = value;
+        else if (a == "--solid")
+            c->options.solid = true;
+        else if (a == "--store")
+            c->options.store = true;
+        else if (a == "--audio")
+        {
+            std::string v = value;
+            if (v == "auto")
+                c->options.audio = -1;
+            else if (v == "off")
+                c->options.audio = 0;
+            else if (v.size() == 1 && v[0] >= '1' && v[0] <= '4')
+                c->options.audio = v[0] - '0';
+            else
+                return kTool.BadValue(a, v, "auto, off or 1 to 4");
+        }
+        else if (a.rfind("--", 0) == 0)
+            return kTool.UsageError("unknown option '" + a + "'");
+        else if (!c->archive)
+            c->archive = argv[i];
+        else
+        {
+            // FILE=NAME names the entry; without it the path is the name.
+            size_t eq = a.find('=');
+            c->files.push_back(eq == std::string::npos ? a : a.substr(0, eq));
+            c->names.push_back(StoredName(eq == std::string::npos ? a : a.substr(eq + 1)));
+            if (c->names.back().empty() || c->names.back().size() > 259)
+                return kTool.BadValue("FILE=NAME", a, kNameRange);
+        }
+    }
+    if (!c->archive || c->files.empty())
+        return kTool.UsageError("create takes an archive and at least one file");
+    if (c->options.password && strlen(c->options.password) > 255)
+        return kTool.BadValue("--password", c->options.password, kPasswordRange);
+    return 0;
+}
+
+// Two entries the reader can't tell apart (letter case, '\', '/' and '_'
+// are alike to it): the second could never be extracted.
+int RefuseDuplicates(const CreateArguments& c)
+{
+    for (size_t i = 0; i < c.names.size(); ++i)
+        for (size_t j = 0; j < i; ++j)
+            if (RarNamesMatch(c.names[i].c_str(), c.names[j].c_str()))
+                return kTool.Fail("two entries named '" + c.names[j] + "' and '" + c.names[i] +
+                                  "'");
     return 0;
 }
 
 int Create(int argc, char** argv)
 {
-    RarWriterOptions options;
-    const char* archive = nullptr;
-    std::vector<std::string> files, names;
-    for (int i = 0; i < argc; ++i)
-    {
-        std::string a = argv[i];
-        if (a == "--password" && i + 1 < argc)
-            options.password = argv[++i];
-        else if (a == "--solid")
-            options.solid = true;
-        else if (a == "--store")
-            options.store = true;
-        else if (a == "--audio" && i + 1 < argc)
-        {
-            std::string v = argv[++i];
-            if (v == "auto")
-                options.audio = -1;
-            else if (v == "off")
-                options.audio = 0;
-            else if (v.size() == 1 && v[0] >= '1' && v[0] <= '4')
-                options.audio = v[0] - '0';
-            else
-                return Usage("--audio takes auto, off or 1 to 4");
-        }
-        else if (a.rfind("--", 0) == 0)
-            return Usage("unknown or incomplete option: " + a);
-        else if (!archive)
-            archive = argv[i];
-        else
-        {
-            // FILE=NAME names the entry; without it the path is the name.
-            size_t eq = a.find('=');
-            files.push_back(eq == std::string::npos ? a : a.substr(0, eq));
-            names.push_back(eq == std::string::npos ? a : a.substr(eq + 1));
-            for (char& c : names.back())
-                if (c == '/')
-                    c = '\\';
-        }
-    }
-    if (!archive || files.empty())
-        return Usage("create takes an archive and at least one file");
-    if (options.password && strlen(options.password) > 255)
-        return Usage("passwords have at most 255 characters");
-    for (const std::string& n : names)
-        if (n.empty() || n.size() > 259)
-            return Usage("entry names have 1 to 259 characters: \"" + n + "\"");
+    CreateArguments c;
+    if (int status = ParseCreate(argc, argv, &c))
+        return status;
+    if (int status = RefuseDuplicates(c))
+        return status;
+    toolcli::OutputFile out;
+    std::string error;
+    if (!out.Open(c.archive, c.files, &error))
+        return kTool.Fail(error);
 
-    std::vector<std::vector<uint8_t>> contents(files.size());
+    std::vector<std::vector<uint8_t>> contents(c.files.size());
     std::vector<RarWriterEntry> entries;
-    for (size_t i = 0; i < files.size(); ++i)
+    for (size_t i = 0; i < c.files.size(); ++i)
     {
-        if (!ReadWholeFile(files[i].c_str(), &contents[i]))
-            return Fail(1, "cannot read " + files[i]);
-        entries.push_back({names[i].c_str(), contents[i].data(), uint32_t(contents[i].size())});
+        if (!ReadWholeFile(c.files[i].c_str(), &contents[i]))
+            return kTool.Fail("cannot read " + toolcli::Quoted(c.files[i]));
+        entries.push_back({c.names[i].c_str(), contents[i].data(), uint32_t(contents[i].size())});
     }
     std::vector<uint8_t> bytes;
-    std::string error;
-    if (!RarWriteArchive(entries.data(), entries.size(), options, &bytes, &error))
-        return Fail(1, error);
-    if (!WriteAtomically(archive, bytes.data(), bytes.size(), &error))
-        return Fail(1, error);
-    return 0;
+    if (!RarWriteArchive(entries.data(), entries.size(), c.options, &bytes, &error))
+        return kTool.Fail(error);
+    out.Write(bytes.data(), bytes.size());
+    return out.Commit(&error) ? 0 : kTool.Fail(error);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (toolcli::WantsHelp(argc, argv))
+        return kTool.Help();
     if (argc < 2)
-        return Usage("no command");
+        return kTool.UsageError("no command");
     std::string command = argv[1];
     if (command == "list")
         return List(argc - 2, argv + 2);
@@ -232,5 +278,5 @@ int main(int argc, char** argv)
         return Extract(argc - 2, argv + 2);
     if (command == "create")
         return Create(argc - 2, argv + 2);
-    return Usage("unknown command: " + command);
+    return kTool.BadValue("command", command, "list, extract or create");
 }

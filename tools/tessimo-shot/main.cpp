@@ -17,6 +17,12 @@
 // so the first frame (after Init's timer reset) runs no tick and every
 // later one runs exactly one. A picture is thus a function of its tick, and
 // the same tick gives the same bytes on the same driver.
+//
+// A run that has nothing true to show writes no picture and ends with
+// status 1 and one line saying why: the data archive can't be read (not
+// there, damaged, the wrong password), the model can't be read (no file,
+// a folder, no mesh in it, a mesh the vertex memory can't hold), or the
+// frame drew no polygon.
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -24,14 +30,21 @@
 #include <cstring>
 #include <png.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 #include "app/gl_entry_points.h"
 #include "app/window.h"
+#include "archive/file_buffer.h"
+#include "archive/rar.h"
 #include "demo/hatching_demo.h"
 #include "demo/program.h"
 #include "platform/counter.h"
+#include "platform/path_map.h"
+#include "scene/mesh.h"
+#include "scene/mesh_set.h"
+#include "tools/common/tool_cli.h"
 
 namespace
 {
@@ -54,11 +67,18 @@ struct Options
     std::string model;
 };
 
-void Usage()
-{
-    fprintf(stderr, "usage: tessimo-shot [--run DIR] [--ticks N] [--size WxH] "
-                    "[--output FILE.png] [--model FILE.tsm]\n");
-}
+const toolcli::Tool kTool{
+    "tessimo-shot",
+    "usage: tessimo-shot [--run DIR] [--ticks N] [--size WxH] [--output FILE.png] "
+    "[--model FILE.tsm]",
+    "  --run DIR         the run folder, with ini/ and data.rar (the current one)\n"
+    "  --ticks N         ticks of 1/60 s before the picture, 0 to 10000000 (1)\n"
+    "  --size WxH        the window's size, each side 1 to 8192 (the settings')\n"
+    "  --output FILE     the picture, a PNG (shot.png)\n"
+    "  --model FILE.tsm  a model file on the disk, shown in place of the airplane\n"};
+
+const char kSizeRange[] = "WIDTHxHEIGHT, each 1 to 8192";
+const char kTicksRange[] = "0 to 10000000";
 
 bool ParseSize(const char* text, int32_t* width, int32_t* height)
 {
@@ -87,37 +107,35 @@ std::string Absolute(const std::string& path)
     return std::string(here) + "/" + path;
 }
 
-bool ParseOptions(int argc, char** argv, Options* options)
+// Parses argv into `options`; 0, or the usage status.
+int ParseOptions(int argc, char** argv, Options* options)
 {
     for (int i = 1; i < argc; ++i)
     {
         std::string arg = argv[i];
-        bool hasValue = i + 1 < argc;
-        if (arg == "--run" && hasValue)
-            options->runDir = argv[++i];
-        else if (arg == "--ticks" && hasValue)
-        {
-            char* end = nullptr;
-            errno = 0;
-            options->ticks = strtol(argv[++i], &end, 10);
-            if (*end || errno || options->ticks < 0 || options->ticks > 10000000)
-                return false;
-        }
-        else if (arg == "--size" && hasValue)
-        {
-            if (!ParseSize(argv[++i], &options->width, &options->height))
-                return false;
-        }
-        else if (arg == "--output" && hasValue)
-            options->output = argv[++i];
-        else if (arg == "--model" && hasValue)
-            options->model = argv[++i];
-        else
-            return false;
+        bool known = arg == "--run" || arg == "--ticks" || arg == "--size" || arg == "--output" ||
+                     arg == "--model";
+        if (!known)
+            return kTool.UsageError("unknown option '" + arg + "'");
+        if (i + 1 >= argc)
+            return kTool.MissingValue(arg, arg == "--ticks"  ? kTicksRange
+                                           : arg == "--size" ? kSizeRange
+                                                             : "a path");
+        const char* value = argv[++i];
+        if (arg == "--run")
+            options->runDir = value;
+        else if (arg == "--ticks" && !toolcli::ParseInteger(value, 0, 10000000, &options->ticks))
+            return kTool.BadValue(arg, value, kTicksRange);
+        else if (arg == "--size" && !ParseSize(value, &options->width, &options->height))
+            return kTool.BadValue(arg, value, kSizeRange);
+        else if (arg == "--output")
+            options->output = value;
+        else if (arg == "--model")
+            options->model = value;
     }
     options->output = Absolute(options->output);
     options->model = Absolute(options->model);
-    return true;
+    return 0;
 }
 
 // The back buffer of the frame just drawn, before the swap, bottom row
@@ -131,8 +149,10 @@ std::vector<uint8_t> ReadFrame(int32_t width, int32_t height)
     return rgb;
 }
 
+// The PNG in memory first: the file gets it whole or not at all. `inputs`
+// are the files the run read, which the picture must not replace.
 bool WritePng(const std::string& path, const std::vector<uint8_t>& rgb, int32_t width,
-              int32_t height)
+              int32_t height, const std::vector<std::string>& inputs, std::string* error)
 {
     png_image image;
     memset(&image, 0, sizeof image);
@@ -142,25 +162,117 @@ bool WritePng(const std::string& path, const std::vector<uint8_t>& rgb, int32_t 
     image.format = PNG_FORMAT_RGB;
     // A negative stride: the rows come bottom up.
     png_int_32 stride = -static_cast<png_int_32>(width * 3);
-    return png_image_write_to_file(&image, path.c_str(), 0, rgb.data(), stride, nullptr) != 0;
+    png_alloc_size_t size = 0;
+    if (!png_image_write_get_memory_size(image, size, 0, rgb.data(), stride, nullptr))
+    {
+        *error = "can't encode the picture: " + std::string(image.message);
+        return false;
+    }
+    std::vector<uint8_t> png(size);
+    if (!png_image_write_to_memory(&image, png.data(), &size, 0, rgb.data(), stride, nullptr))
+    {
+        *error = "can't encode the picture: " + std::string(image.message);
+        return false;
+    }
+    return toolcli::WriteOutput(path, png.data(), size, inputs, error);
+}
+
+void CollectEntry(const RarEntryInfo& entry, void* names)
+{
+    static_cast<std::vector<std::string>*>(names)->push_back(entry.name);
+}
+
+// Every entry of the archive read out and checked, as the engine reads
+// them; empty when all are sound, the reason otherwise.
+std::string ArchiveProblem(const char* archive, const char* password)
+{
+    char path[kMaxPath];
+    MapPath(archive, path, sizeof path);
+    std::string name = "cannot read the data archive " + toolcli::Quoted(archive) + ": ";
+    if (access(path, R_OK) != 0)
+        return name + strerror(errno);
+    std::vector<std::string> entries;
+    if (!RarListEntries(path, CollectEntry, &entries))
+        return name + RarStatusText(RarStatus::NotRar);
+    if (entries.empty())
+        return name + "it holds no entry";
+    for (const std::string& entry : entries)
+    {
+        FileBuffer file;
+        if (!file.Open(entry.c_str(), archive, password))
+            return name + RarStatusText(RarLastStatus()) + " in " + toolcli::Quoted(entry);
+        file.Close();
+    }
+    return "";
+}
+
+// Why the model gave no mesh.
+std::string ModelProblem(const HatchingDemo& demo)
+{
+    std::string name = "cannot read the model " + toolcli::Quoted(demo.modelPath) + ": ";
+    if (demo.modelFromArchive)
+    {
+        FileBuffer file;
+        if (!file.Open(demo.modelPath, demo.archiveName, demo.archivePassword))
+            return name + RarStatusText(RarLastStatus());
+        file.Close();
+    }
+    else
+    {
+        struct stat st;
+        if (stat(demo.modelPath, &st) != 0)
+            return name + strerror(errno);
+        if (S_ISDIR(st.st_mode))
+            return name + strerror(EISDIR);
+        FILE* file = fopen(demo.modelPath, "rb");
+        if (!file)
+            return name + strerror(errno);
+        fclose(file);
+    }
+    if (!demo.model->meshes)
+        return name + "it holds no mesh";
+    switch (demo.model->meshes[0].problem)
+    {
+    case Mesh::PoolFull:
+        return name + "its first mesh doesn't fit in the vertex memory";
+    case Mesh::BadIndex:
+        return name + "its first mesh names a vertex it doesn't have";
+    default:
+        return name + "its first mesh is cut short";
+    }
+}
+
+// Empty when the frame shows what was asked for, the reason otherwise.
+std::string WhyNoPicture(const HatchingDemo& demo, const Options& options, bool taken,
+                         int32_t polygons)
+{
+    if (demo.archiveName[0])
+    {
+        std::string problem = ArchiveProblem(demo.archiveName, demo.archivePassword);
+        if (!problem.empty())
+            return problem;
+    }
+    if (!demo.model || demo.model->meshCount == 0)
+        return ModelProblem(demo);
+    if (!taken)
+        return "the run ended before tick " + std::to_string(options.ticks);
+    if (polygons == 0)
+        return "nothing was drawn at tick " + std::to_string(options.ticks);
+    return "";
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    if (toolcli::WantsHelp(argc, argv))
+        return kTool.Help();
     Options options;
-    if (!ParseOptions(argc, argv, &options))
-    {
-        Usage();
-        return 2;
-    }
+    if (int status = ParseOptions(argc, argv, &options))
+        return status;
     if (!options.runDir.empty() && chdir(options.runDir.c_str()) != 0)
-    {
-        fprintf(stderr, "tessimo-shot: can't enter '%s': %s\n", options.runDir.c_str(),
-                strerror(errno));
-        return 1;
-    }
+        return kTool.Fail("can't enter " + toolcli::Quoted(options.runDir) + ": " +
+                          strerror(errno));
     // Headless: no display and no sound device are needed.
     setenv("SDL_VIDEODRIVER", "offscreen", 1);
     setenv("SDL_AUDIODRIVER", "dummy", 1);
@@ -173,25 +285,38 @@ int main(int argc, char** argv)
     program.forceWindowed = true;
     StartProgram(program);
 
-    g_engine = options.model.empty() ? new HatchingDemo : new HatchingDemo(options.model.c_str());
+    HatchingDemo* demo =
+        options.model.empty() ? new HatchingDemo : new HatchingDemo(options.model.c_str());
+    g_engine = demo;
     g_engine->Init();
 
     // Frame 0 runs no tick, frame f one each: tick N is drawn by frame N.
     std::vector<uint8_t> rgb;
+    int32_t polygons = 0;
     for (long frame = 0; frame <= options.ticks; ++frame)
     {
         SetManualCounter(kStart + frame * kTick);
         bool more = g_engine->Frame();
         if (frame == options.ticks)
+        {
             rgb = ReadFrame(g_window->width, g_window->height);
+            polygons = g_engine->polygonCount;
+        }
         g_window->Swap();
         if (!more)
             break;
     }
-    if (rgb.empty() || !WritePng(options.output, rgb, g_window->width, g_window->height))
-    {
-        fprintf(stderr, "tessimo-shot: can't write '%s'\n", options.output.c_str());
-        return 1;
-    }
-    return 0;
+    std::string problem = WhyNoPicture(*demo, options, !rgb.empty(), polygons);
+    char archive[kMaxPath];
+    MapPath(demo->archiveName, archive, sizeof archive);
+    std::vector<std::string> inputs = {Absolute(archive)};
+    if (!options.model.empty())
+        inputs.push_back(options.model);
+    int32_t width = g_window->width, height = g_window->height;
+    // The run ends in order before the verdict, so that the tool's own line
+    // comes after everything the program prints while it shuts down.
+    ExitCleanup();
+    if (problem.empty())
+        WritePng(options.output, rgb, width, height, inputs, &problem);
+    return problem.empty() ? 0 : kTool.Fail(problem);
 }

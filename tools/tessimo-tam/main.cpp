@@ -22,6 +22,7 @@
 
 #include "hatching/art_map_generation.h"
 #include "sha256.h"
+#include "tools/common/tool_cli.h"
 
 namespace
 {
@@ -38,28 +39,52 @@ struct Options
     long tone = -1;
 };
 
-int Usage(const char* problem)
-{
-    fprintf(stderr, "tessimo-tam: %s\n", problem);
-    fprintf(stderr, "usage: tessimo-tam [--size N] [--layers N] [--candidates N] [--kind 0|1] "
-                    "[--reference] [--digest] [--png DIR [--tone T]]\n");
-    return 2;
-}
-
-bool ParseNumber(const char* text, long low, long high, long* out)
-{
-    char* end = nullptr;
-    errno = 0;
-    long v = strtol(text, &end, 10);
-    if (errno || !end || *end || end == text || v < low || v > high)
-        return false;
-    *out = v;
-    return true;
-}
+const toolcli::Tool kTool{
+    "tessimo-tam",
+    "usage: tessimo-tam [--size N] [--layers N] [--candidates N] [--kind 0|1] [--reference] "
+    "[--digest] [--png DIR [--tone T]]",
+    "  --size N        side of the finest level, a power of two from 1 to 4096 (256)\n"
+    "  --layers N      tones, 2 to 4096 (128)\n"
+    "  --candidates N  strokes tried for each one placed, 1 to 1000 (5)\n"
+    "  --kind 0|1      0 hatching, 1 cross-hatching (0)\n"
+    "  --reference     the plain form of the generation instead of the quick one\n"
+    "  --digest        the SHA-256 of each level of the volume, of all levels, the strokes\n"
+    "  --png DIR       every tone, a contact sheet and the levels of one tone, into DIR\n"
+    "  --tone T        the tone whose levels --png writes, below --layers (the middle one)\n"};
 
 bool IsPowerOfTwo(uint32_t v)
 {
     return v && !(v & (v - 1));
+}
+
+// One numeric option: its range, the text that names the range, its field.
+struct NumberOption
+{
+    const char* name;
+    long low, high;
+    const char* range;
+};
+
+const NumberOption kNumbers[] = {
+    {"--size", 1, 4096, "a power of two from 1 to 4096"},
+    {"--layers", 2, 4096, "2 to 4096"},
+    {"--candidates", 1, 1000, "1 to 1000"},
+    {"--kind", 0, 1, "0 or 1"},
+    {"--tone", 0, 4095, "0 to 4095, below --layers"},
+};
+
+void Store(Options* o, const std::string& name, long v)
+{
+    if (name == "--size")
+        o->size = static_cast<uint32_t>(v);
+    else if (name == "--layers")
+        o->layers = static_cast<uint32_t>(v);
+    else if (name == "--candidates")
+        o->candidates = static_cast<uint32_t>(v);
+    else if (name == "--kind")
+        o->kind = static_cast<int32_t>(v);
+    else
+        o->tone = v;
 }
 
 // Parses argv into `o`; returns 0, or the usage status.
@@ -68,49 +93,62 @@ int Parse(int argc, char** argv, Options* o)
     for (int i = 1; i < argc; ++i)
     {
         std::string a = argv[i];
-        auto value = [&](long low, long high, long* out)
-        { return i + 1 < argc && ParseNumber(argv[++i], low, high, out); };
-        long v = 0;
+        const NumberOption* number = nullptr;
+        for (const NumberOption& n : kNumbers)
+            if (a == n.name)
+                number = &n;
         if (a == "--digest")
             o->digest = true;
         else if (a == "--reference")
             o->reference = true;
         else if (a == "--png" && i + 1 < argc)
             o->pngDir = argv[++i];
-        else if (a == "--size" && value(1, 4096, &v) && IsPowerOfTwo(v))
-            o->size = v;
-        else if (a == "--layers" && value(2, 4096, &v))
-            o->layers = v;
-        else if (a == "--candidates" && value(1, 1000, &v))
-            o->candidates = v;
-        else if (a == "--kind" && value(0, 1, &v))
-            o->kind = v;
-        else if (a == "--tone" && value(0, 4095, &v))
-            o->tone = v;
+        else if (a == "--png")
+            return kTool.MissingValue(a, "a folder");
+        else if (number && i + 1 >= argc)
+            return kTool.MissingValue(a, number->range);
+        else if (number)
+        {
+            long v = 0;
+            const char* text = argv[++i];
+            if (!toolcli::ParseInteger(text, number->low, number->high, &v) ||
+                (a == "--size" && !IsPowerOfTwo(static_cast<uint32_t>(v))))
+                return kTool.BadValue(a, text, number->range);
+            Store(o, a, v);
+        }
         else
-            return Usage(("bad or incomplete option '" + a + "'").c_str());
+            return kTool.UsageError("unknown option '" + a + "'");
     }
     if (!o->digest && !o->pngDir)
-        return Usage("nothing to do: give --digest or --png DIR");
+        return kTool.UsageError("nothing to do: give --digest or --png DIR");
     if (o->tone >= static_cast<long>(o->layers))
-        return Usage("--tone must be below --layers");
+        return kTool.BadValue("--tone", std::to_string(o->tone),
+                              "0 to " + std::to_string(o->layers - 1) + ", below --layers");
     // Level 0 of the volume alone is size * size * 3 * layers bytes.
     if (static_cast<uint64_t>(o->size) * o->size * 3 * o->layers > (1ull << 31))
-        return Usage("the volume would take more than 2 GiB: lower --size or --layers");
+        return kTool.UsageError("--size " + std::to_string(o->size) + " with --layers " +
+                                std::to_string(o->layers) + ": expected a volume of at most 2 GiB");
+    if (o->pngDir && o->reference)
+        return kTool.UsageError("--png takes the quick form only, not --reference");
     return 0;
 }
 
-bool WritePng(const std::string& path, uint32_t w, uint32_t h, const uint8_t* rgb)
+// One picture, written whole or not at all.
+bool WritePng(const std::string& path, uint32_t w, uint32_t h, const uint8_t* rgb,
+              std::string* error)
 {
-    FILE* f = fopen(path.c_str(), "wb");
-    if (!f)
+    toolcli::OutputFile out;
+    if (!out.Open(path, {}, error))
         return false;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    // libpng's own report would be a second line: the failure is told once.
+    auto quiet = [](png_structp p, png_const_charp) { png_longjmp(p, 1); };
+    auto ignore = [](png_structp, png_const_charp) {};
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, quiet, ignore);
     png_infop info = png ? png_create_info_struct(png) : nullptr;
     bool ok = png && info && !setjmp(png_jmpbuf(png));
     if (ok)
     {
-        png_init_io(png, f);
+        png_init_io(png, out.Stream());
         png_set_IHDR(png, info, w, h, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                      PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         png_write_info(png, info);
@@ -119,7 +157,30 @@ bool WritePng(const std::string& path, uint32_t w, uint32_t h, const uint8_t* rg
         png_write_end(png, nullptr);
     }
     png_destroy_write_struct(&png, &info);
-    return fclose(f) == 0 && ok;
+    if (!ok)
+    {
+        *error = toolcli::CannotWrite(path, EIO);
+        return false;
+    }
+    return out.Commit(error);
+}
+
+// The folder --png writes into, made if it isn't there; checked before the
+// generation, which takes a while.
+bool MakeFolder(const char* dir, std::string* error)
+{
+    struct stat st;
+    if (mkdir(dir, 0777) != 0 && errno != EEXIST)
+    {
+        *error = toolcli::CannotWrite(dir, errno);
+        return false;
+    }
+    if (stat(dir, &st) != 0 || !S_ISDIR(st.st_mode))
+    {
+        *error = toolcli::CannotWrite(dir, ENOTDIR);
+        return false;
+    }
+    return true;
 }
 
 // What --png collects while the tones are generated.
@@ -140,16 +201,15 @@ void Collect(uint32_t tone, const PixelCanvas& layer, void* user)
             p->chosenLevels.emplace_back(layer.levels[m], layer.levels[m] + layer.LevelBytes(m));
 }
 
-bool WritePictures(const Pictures& p)
+bool WritePictures(const Pictures& p, std::string* error)
 {
     const Options& o = *p.options;
     std::string dir = o.pngDir;
-    mkdir(dir.c_str(), 0755);
     char name[64];
     for (uint32_t t = 0; t < o.layers; ++t)
     {
         snprintf(name, sizeof name, "/tone_%03u.png", t);
-        if (!WritePng(dir + name, o.size, o.size, p.tones[t].data()))
+        if (!WritePng(dir + name, o.size, o.size, p.tones[t].data(), error))
             return false;
     }
     // The contact sheet: tones in rows of 16, from the lightest to the darkest.
@@ -165,12 +225,12 @@ bool WritePictures(const Pictures& p)
             memcpy(&sheet[((static_cast<size_t>(y0) + y) * sheetW + x0) * 3],
                    &tone[static_cast<size_t>(y) * o.size * 3], o.size * 3);
     }
-    if (!WritePng(dir + "/contact_sheet.png", sheetW, sheetH, sheet.data()))
+    if (!WritePng(dir + "/contact_sheet.png", sheetW, sheetH, sheet.data(), error))
         return false;
     for (uint32_t m = 0; m < p.chosenLevels.size(); ++m)
     {
         snprintf(name, sizeof name, "/tone_%03u_level_%u.png", p.chosenTone, m);
-        if (!WritePng(dir + name, o.size >> m, o.size >> m, p.chosenLevels[m].data()))
+        if (!WritePng(dir + name, o.size >> m, o.size >> m, p.chosenLevels[m].data(), error))
             return false;
     }
     return true;
@@ -195,11 +255,14 @@ void PrintDigest(const ArtMapVolume& v)
 
 int main(int argc, char** argv)
 {
+    if (toolcli::WantsHelp(argc, argv))
+        return kTool.Help();
     Options o;
     if (int status = Parse(argc, argv, &o))
         return status;
-    if (o.pngDir && o.reference)
-        return Usage("--png takes the quick form only");
+    std::string error;
+    if (o.pngDir && !MakeFolder(o.pngDir, &error))
+        return kTool.Fail(error);
 
     Pictures pictures{&o, o.tone >= 0 ? static_cast<uint32_t>(o.tone) : o.layers / 2, {}, {}};
     pictures.tones.resize(o.layers);
@@ -209,10 +272,7 @@ int main(int argc, char** argv)
                          o.pngDir ? Collect : nullptr, &pictures);
     if (o.digest)
         PrintDigest(volume);
-    if (o.pngDir && !WritePictures(pictures))
-    {
-        fprintf(stderr, "tessimo-tam: cannot write the pictures into '%s'\n", o.pngDir);
-        return 1;
-    }
-    return 0;
+    if (o.pngDir && !WritePictures(pictures, &error))
+        return kTool.Fail(error);
+    return kTool.Finish();
 }

@@ -1,0 +1,130 @@
+#include "outline.h"
+
+#include "normals.h"
+
+#include <array>
+#include <cmath>
+#include <map>
+#include <set>
+
+namespace
+{
+
+// The hull's places and triangles before the normals: every mesh's
+// triangles, the first mesh's turned half a turn about y.
+OutMesh Hull(const std::vector<OutMesh>& meshes)
+{
+    OutMesh hull;
+    for (size_t i = 0; i < meshes.size(); ++i)
+    {
+        const OutMesh& m = meshes[i];
+        uint32_t first = uint32_t(hull.VertexCount());
+        for (size_t v = 0; v < m.VertexCount(); ++v)
+        {
+            const float* p = &m.positions[3 * v];
+            if (i == 0)
+                hull.positions.insert(hull.positions.end(), {-p[0], p[1], -p[2]});
+            else
+                hull.positions.insert(hull.positions.end(), {p[0], p[1], p[2]});
+        }
+        for (uint32_t index : m.faces)
+            hull.faces.push_back(first + index);
+    }
+    return hull;
+}
+
+// Renumbers the hull's corners by place, dropping the places no triangle
+// uses, and the triangles that lose their area or repeat another.
+void Weld(OutMesh& hull, HullReport& report)
+{
+    size_t places = 0;
+    std::vector<uint32_t> weld = WeldByPosition(hull.positions, &places);
+    std::vector<float> positions(3 * places);
+    for (size_t v = 0; v < weld.size(); ++v)
+        for (int k = 0; k < 3; ++k)
+            positions[3 * size_t(weld[v]) + size_t(k)] = hull.positions[3 * v + size_t(k)];
+    std::set<std::array<uint32_t, 3>> seen;
+    std::vector<uint32_t> faces;
+    for (size_t f = 0; f < hull.FaceCount(); ++f)
+    {
+        std::array<uint32_t, 3> key;
+        for (int k = 0; k < 3; ++k)
+            key[size_t(k)] = weld[hull.faces[3 * f + size_t(k)]];
+        while (key[0] > key[1] || key[0] > key[2])
+            key = {key[1], key[2], key[0]};
+        float n[3];
+        const float* p[3] = {&positions[3 * size_t(key[0])], &positions[3 * size_t(key[1])],
+                             &positions[3 * size_t(key[2])]};
+        if (FaceNormal(p[0], p[1], p[2], n) == 0.0f || !seen.insert(key).second)
+        {
+            ++report.dropped;
+            continue;
+        }
+        faces.insert(faces.end(), key.begin(), key.end());
+    }
+    // Only the places the triangles use, in the order they first use them.
+    std::vector<int64_t> renumber(places, -1);
+    hull.positions.clear();
+    for (uint32_t& index : faces)
+    {
+        if (renumber[index] < 0)
+        {
+            renumber[index] = int64_t(hull.positions.size() / 3);
+            hull.positions.insert(hull.positions.end(), &positions[3 * size_t(index)],
+                                  &positions[3 * size_t(index)] + 3);
+        }
+        index = uint32_t(renumber[index]);
+    }
+    hull.faces.swap(faces);
+}
+
+size_t NonManifoldEdges(const OutMesh& hull)
+{
+    std::map<std::pair<uint32_t, uint32_t>, int> edges;
+    for (size_t f = 0; f < hull.FaceCount(); ++f)
+        for (int k = 0; k < 3; ++k)
+        {
+            uint32_t a = hull.faces[3 * f + size_t(k)], b = hull.faces[3 * f + size_t(k + 1) % 3];
+            ++edges[std::make_pair(std::min(a, b), std::max(a, b))];
+        }
+    size_t count = 0;
+    for (const auto& edge : edges)
+        count += edge.second > 2;
+    return count;
+}
+
+// Averaged normals, each triangle weighted by its angle at the place. A
+// place whose normals cancel (the two sides of a sheet) takes the normal
+// of one of its triangles.
+void AverageNormals(OutMesh& hull, HullReport& report)
+{
+    std::vector<uint8_t> cancelled;
+    CornerNormals corners = CreaseNormals(hull, 180.0f, &cancelled);
+    std::vector<uint8_t> unturned(hull.VertexCount(), 0);
+    hull.normals.assign(3 * hull.VertexCount(), 0.0f);
+    for (size_t c = 0; c < hull.faces.size(); ++c)
+    {
+        uint32_t v = hull.faces[c];
+        unturned[v] |= cancelled[c];
+        for (int k = 0; k < 3; ++k)
+            hull.normals[3 * size_t(v) + size_t(k)] = corners[3 * c + size_t(k)];
+    }
+    for (uint8_t u : unturned)
+        report.unturned += u;
+}
+
+} // namespace
+
+OutMesh BuildOutline(const std::vector<OutMesh>& meshes, float width, HullReport& report)
+{
+    OutMesh hull = Hull(meshes);
+    Weld(hull, report);
+    report.nonManifold = NonManifoldEdges(hull);
+    AverageNormals(hull, report);
+    hull.name = "outline";
+    hull.shader = "Outline";
+    hull.texCoords.assign(2 * hull.VertexCount(), 0.0f);
+    for (size_t v = 0; v < hull.VertexCount(); ++v)
+        hull.texCoords[2 * v] = width;
+    return hull;
+}

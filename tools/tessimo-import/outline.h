@@ -1,0 +1,29 @@
+// The outline mesh: the model's hull, drawn by the material "Outline".
+//
+// What the material's vertex program gets from each vertex:
+//   position   the hull's vertex, all meshes welded by position;
+//   normal     the unit average of the normals of the triangles around it;
+//   texcoord   s = the outline's width in pixels on a screen of 800 by
+//              600, t = 0.
+// It pushes each vertex out along its normal by s pixels on the screen,
+// and the material culls front faces, so that only the rim of the pushed
+// hull shows behind the model.
+//
+// The demo turns the first mesh of a file half a turn about y and no
+// other: the outline, written last, carries the first mesh's part of the
+// hull turned that way already.
+#pragma once
+
+#include "model.h"
+
+#include <string>
+#include <vector>
+
+struct HullReport
+{
+    size_t dropped = 0;     // triangles with corners welded into one place, or repeated
+    size_t nonManifold = 0; // edges of more than two triangles
+    size_t unturned = 0;    // places whose normals cancel out
+};
+
+OutMesh BuildOutline(const std::vector<OutMesh>& meshes, float width, HullReport& report);
