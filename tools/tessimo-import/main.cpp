@@ -379,7 +379,7 @@ struct Collector
     std::vector<OutMesh> meshes;
     std::map<std::string, size_t> byMaterial;
 
-    OutMesh& Target(const aiMesh* mesh, const std::string& name, const std::string& material)
+    OutMesh& Target(const std::string& name, const std::string& material)
     {
         if (options.merge == Options::All)
         {
@@ -402,7 +402,6 @@ struct Collector
             meshes.back().shader = material;
             return meshes.back();
         }
-        (void)mesh;
         meshes.emplace_back();
         meshes.back().name = FitName(name, "mesh");
         meshes.back().shader = material;
@@ -424,7 +423,7 @@ struct Collector
                 options.Excluded(mesh->mName.C_Str()))
                 continue;
             std::string name = mesh->mName.length ? mesh->mName.C_Str() : node->mName.C_Str();
-            AppendMesh(mesh, transform, name.empty() ? "mesh" : name, Target(mesh, name, material));
+            AppendMesh(mesh, transform, name.empty() ? "mesh" : name, Target(name, material));
         }
         for (unsigned i = 0; i < node->mNumChildren; ++i)
             Walk(node->mChildren[i], transform);
