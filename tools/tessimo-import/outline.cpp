@@ -3,12 +3,17 @@
 #include "normals.h"
 
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <map>
 #include <set>
 
 namespace
 {
+
+// How near, as a share of the model's longest side, two positions of the
+// hull must lie to be welded.
+constexpr double kWeldShare = 1e-4;
 
 // The hull's places and triangles before the normals: every mesh's
 // triangles, the first mesh's turned half a turn about y.
@@ -33,14 +38,75 @@ OutMesh Hull(const std::vector<OutMesh>& meshes)
     return hull;
 }
 
+// Numbers the places of the hull, taking as one the positions that lie
+// within a small share of the model's size of each other: a wing's upper
+// and lower skins modelled apart, which meet along the edges, then share
+// the averaged normal there and push the outline out past the edge. The
+// first position of a place stands for it.
+std::vector<uint32_t> WeldNear(const std::vector<float>& positions, size_t* count)
+{
+    float low[3] = {FLT_MAX, FLT_MAX, FLT_MAX}, high[3] = {-FLT_MAX, -FLT_MAX, -FLT_MAX};
+    for (size_t i = 0; i < positions.size(); ++i)
+    {
+        low[i % 3] = std::fmin(low[i % 3], positions[i]);
+        high[i % 3] = std::fmax(high[i % 3], positions[i]);
+    }
+    double size = 0.0;
+    for (int k = 0; k < 3; ++k)
+        size = std::fmax(size, double(high[k]) - low[k]);
+    double near = kWeldShare * size;
+    if (!(near > 0.0) || !std::isfinite(near))
+        return WeldByPosition(positions, count);
+    std::map<std::array<int64_t, 3>, std::vector<uint32_t>> cells;
+    std::vector<uint32_t> weld(positions.size() / 3);
+    std::vector<uint32_t> first; // the vertex that stands for each place
+    for (size_t v = 0; v < weld.size(); ++v)
+    {
+        const float* p = &positions[3 * v];
+        std::array<int64_t, 3> cell;
+        for (int k = 0; k < 3; ++k)
+            cell[size_t(k)] = int64_t(std::floor(p[k] / near));
+        int64_t found = -1;
+        for (int dx = -1; dx <= 1 && found < 0; ++dx)
+            for (int dy = -1; dy <= 1 && found < 0; ++dy)
+                for (int dz = -1; dz <= 1 && found < 0; ++dz)
+                {
+                    auto it = cells.find({cell[0] + dx, cell[1] + dy, cell[2] + dz});
+                    if (it == cells.end())
+                        continue;
+                    for (uint32_t place : it->second)
+                    {
+                        const float* q = &positions[3 * size_t(first[place])];
+                        double d2 = 0.0;
+                        for (int k = 0; k < 3; ++k)
+                            d2 += (double(p[k]) - q[k]) * (double(p[k]) - q[k]);
+                        if (d2 <= near * near)
+                        {
+                            found = place;
+                            break;
+                        }
+                    }
+                }
+        if (found < 0)
+        {
+            found = int64_t(first.size());
+            first.push_back(uint32_t(v));
+            cells[cell].push_back(uint32_t(found));
+        }
+        weld[v] = uint32_t(found);
+    }
+    *count = first.size();
+    return weld;
+}
+
 // Renumbers the hull's corners by place, dropping the places no triangle
 // uses, and the triangles that lose their area or repeat another.
 void Weld(OutMesh& hull, HullReport& report)
 {
     size_t places = 0;
-    std::vector<uint32_t> weld = WeldByPosition(hull.positions, &places);
+    std::vector<uint32_t> weld = WeldNear(hull.positions, &places);
     std::vector<float> positions(3 * places);
-    for (size_t v = 0; v < weld.size(); ++v)
+    for (size_t v = weld.size(); v-- > 0;) // the first of a place stays
         for (int k = 0; k < 3; ++k)
             positions[3 * size_t(weld[v]) + size_t(k)] = hull.positions[3 * v + size_t(k)];
     std::set<std::array<uint32_t, 3>> seen;
