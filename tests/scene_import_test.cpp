@@ -429,14 +429,16 @@ TEST_F(SceneImport, BadInputStillGivesADrawableModel)
     ASSERT_EQ(Import("--info bad.obj bad.tsm", &error), 0) << error;
     EXPECT_EQ(error, "tessimo-import: left out triangles: 1 without area, 1 repeated\n"
                      "tessimo-import: box coordinates for parts too small to have axes: 1\n"
-                     "tessimo-import: outline written with edges of more than two triangles: 1\n");
+                     "tessimo-import: outline written with edges of more than two triangles: 1\n"
+                     "tessimo-import: outline left out for flat open sheets: 1\n");
     MeshSet set;
     set.Load("bad.tsm", "", nullptr);
     ASSERT_EQ(set.meshCount, 4u);
     EXPECT_EQ(set.meshes[0].faceCount, 2u);
-    // The speck lies within the outline's welding distance (a ten
-    // thousandth of the model's 22 units): it has no outline of its own.
-    EXPECT_EQ(set.meshes[3].faceCount, 2u + 3u);
+    // Only the fan has an outline: the sheet is flat and open, and the
+    // speck lies within the welding distance (a ten thousandth of the
+    // model's 22 units).
+    EXPECT_EQ(set.meshes[3].faceCount, 3u);
     for (uint32_t m = 0; m < set.meshCount; ++m)
         for (uint32_t v = 0; v < set.meshes[m].vertexCount; ++v)
         {
@@ -447,13 +449,13 @@ TEST_F(SceneImport, BadInputStillGivesADrawableModel)
         }
     EXPECT_EQ(set.meshes[0].normals[1], 1.0f); // made from the faces
 
-    // One triangle alone is a model, outline and all.
+    // One triangle alone is a model, a flat open sheet without outline.
     WriteText("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     EXPECT_EQ(Import("one.obj one.tsm", &error), 0) << error;
-    EXPECT_EQ(error, "");
+    EXPECT_EQ(error, "tessimo-import: outline left out for flat open sheets: 1\n");
     MeshSet one;
     one.Load("one.tsm", "", nullptr);
-    EXPECT_EQ(one.meshCount, 2u);
+    EXPECT_EQ(one.meshCount, 1u);
 
     // A wing's two skins modelled apart, meeting a millionth apart at the
     // leading edge (z = 0) and the trailing edge: one hull, whose edges
@@ -526,7 +528,7 @@ TEST_F(SceneImport, RefusesWhatItCannotConvertInOneLine)
     WriteText("two.mtl", kMtl);
     EXPECT_EQ(Import("--max-vertices 8 --no-outline two.obj out.tsm", &error), 1);
     EXPECT_EQ(error, "tessimo-import: 9 vertices, more than the 8 allowed\n");
-    EXPECT_EQ(Import("two.obj /dev/full", &error), 1);
+    EXPECT_EQ(Import("--no-outline two.obj /dev/full", &error), 1);
     EXPECT_EQ(error, "tessimo-import: cannot write '/dev/full': No space left on device\n");
     EXPECT_EQ(Import("two.obj .", &error), 1);
     EXPECT_FALSE(std::ifstream("out.tsm").good());
@@ -568,8 +570,8 @@ TEST_F(SceneImport, RefusesWhatItCannotConvertInOneLine)
 
     EXPECT_EQ(Import("--info --merge material two.obj"), 0);
     std::string info = ReadText("import.out");
-    EXPECT_NE(info.find("3 meshes"), std::string::npos) << info;
-    EXPECT_NE(info.find("vertex memory 704 bytes, 352 without the outline, of 1048576"),
+    EXPECT_NE(info.find("2 meshes"), std::string::npos) << info; // both flat, no outline
+    EXPECT_NE(info.find("vertex memory 352 bytes, 352 without the outline, of 1048576"),
               std::string::npos)
         << info;
 }

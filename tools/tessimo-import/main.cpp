@@ -534,6 +534,9 @@ void Tell(const Notes& notes, const HullReport* hull)
                      "tessimo-import: outline written with edges of more than two triangles: "
                      "%zu\n",
                      hull->nonManifold);
+    if (hull && hull->flatSheets)
+        std::fprintf(stderr, "tessimo-import: outline left out for flat open sheets: %zu\n",
+                     hull->flatSheets);
     if (hull && hull->unturned)
         std::fprintf(stderr,
                      "tessimo-import: outline places whose normals cancel out, each given one "
@@ -699,10 +702,7 @@ int main(int argc, char** argv)
         outline = mesh.FaceCount() > 0;
         if (outline)
             meshes.push_back(std::move(mesh));
-        else
-            std::fprintf(stderr, "tessimo-import: no outline: its hull has no triangles\n");
     }
-    Tell(notes, outline ? &hull : nullptr);
 
     uint64_t vertices = 0;
     for (const OutMesh& m : meshes)
@@ -713,6 +713,21 @@ int main(int argc, char** argv)
     for (const OutMesh& m : meshes)
         if (m.VertexCount() > 0xFFFFFFFFu / kPoolBytesPerVertex || m.FaceCount() > 0x15555555u)
             Fail("mesh '" + m.name + "' is too large for the model file");
+
+    if (o.info)
+        PrintInfo(meshes, parts, outline, o);
+    if (o.output)
+    {
+        std::vector<uint8_t> bytes = Encode(meshes, o);
+        std::string error;
+        if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
+            Fail(error);
+    }
+    // What was made of the model, once it is out: a failed run says only
+    // why it failed.
+    Tell(notes, o.outline > 0.0f ? &hull : nullptr);
+    if (o.outline > 0.0f && !outline && !hull.flatSheets)
+        std::fprintf(stderr, "tessimo-import: no outline: its hull has no triangles\n");
     uint64_t pool = PoolBytes(meshes) + kPoolAlignment - 1;
     if (pool > kPoolBytes)
         std::fprintf(stderr,
@@ -720,16 +735,5 @@ int main(int argc, char** argv)
                      "memory, more than the demo's %llu\n",
                      static_cast<unsigned long long>(pool),
                      static_cast<unsigned long long>(kPoolBytes));
-
-    if (o.info)
-    {
-        PrintInfo(meshes, parts, outline, o);
-        if (!o.output)
-            return kTool.Finish();
-    }
-    std::vector<uint8_t> bytes = Encode(meshes, o);
-    std::string error;
-    if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
-        Fail(error);
     return kTool.Finish();
 }
