@@ -90,9 +90,10 @@ const char kOptions[] =
     "The outline is a last mesh on the material \"Outline\": the model's hull,\n"
     "welded by position, with averaged unit normals and texture coordinates\n"
     "(WIDTH, 0), the first mesh's part turned half a turn about y as the demo\n"
-    "turns the first mesh. Its vertex program pushes each vertex out along the\n"
-    "normal by s pixels; the material culls front faces, and has a texture\n"
-    "stage, through which the coordinates reach it.\n"
+    "turns the first mesh; flat open sheets, such as a propeller disc, have\n"
+    "none. Its vertex program pushes each vertex out along the normal by s\n"
+    "pixels; the material culls front faces, and has a texture stage, through\n"
+    "which the coordinates reach it.\n"
     "\n"
     "The demo's vertex memory holds 1 MiB at 32 bytes a vertex; a model that\n"
     "does not fit is written with a warning.\n";

@@ -1,7 +1,8 @@
 // The outline mesh: the model's hull, drawn by the material "Outline".
 //
 // What the material's vertex program gets from each vertex:
-//   position   the hull's vertex, all meshes welded by position;
+//   position   the hull's vertex, all meshes welded by position (within a
+//              ten thousandth of the model's size);
 //   normal     the unit average of the normals of the triangles around it;
 //   texcoord   s = the outline's width in pixels on a screen of 800 by
 //              600, t = 0.
@@ -13,7 +14,9 @@
 //
 // The demo turns the first mesh of a file half a turn about y and no
 // other: the outline, written last, carries the first mesh's part of the
-// hull turned that way already.
+// hull turned that way already. Pieces of the hull that are flat and open
+// (a propeller disc of one side) are left out: pushing them only shifts
+// them, and from behind they would show as a blot of ink.
 #pragma once
 
 #include "model.h"
