@@ -190,6 +190,10 @@ bool Engine::Init()
     console = new Console(font, g_window ? g_window->width : 0, g_window ? g_window->height : 0,
                           1024, 256, 12);
     ProbeCapabilities();
+    // Ours, for the stage key "anisotropy": silent, present or not.
+    hasAnisotropicFilter = ExtensionSupported("GL_EXT_texture_filter_anisotropic");
+    if (hasAnisotropicFilter)
+        glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &maxAnisotropy);
     // The pool takes no memory yet: the application sets it up.
     vertexPool = new VertexArrayPool;
     console->AddVariable("r_drawnormals", VariableBool, &drawNormals, false);

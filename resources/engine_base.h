@@ -116,6 +116,10 @@ public:
     int32_t maxVertexAttribs = 0;
     int32_t maxProgramMatrices = 0;
     int32_t maxProgramMatrixStackDepth = 0;
+    // Anisotropic texture filtering (GL_EXT_texture_filter_anisotropic),
+    // probed silently after the others, and the driver's greatest degree.
+    bool hasAnisotropicFilter = false;
+    float maxAnisotropy = 1.0f;
 
     // Frame statistics.
     uint32_t clearMask = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT;
@@ -169,7 +173,6 @@ public:
     ResourceListNode* shaderCursor = nullptr;
     ResourceList* vertexPrograms = nullptr;
     ResourceListNode* vertexProgramCursor = nullptr;
-
 };
 
 // The one engine object: set by the program when it makes the application,

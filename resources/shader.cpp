@@ -98,6 +98,9 @@ Shader::Shader(const char* shaderName) : vertexProgram(nullptr), material(nullpt
     for (ShaderStage& stage : stages)
     {
         stage.texture = nullptr;
+        stage.anisotropy = 1.0f;
+        stage.anisotropicTexture = nullptr;
+        stage.anisotropicTextureId = 0;
         stage.scale.Set(0, 0, 0, 0);
         stage.scrollSpeed.Set(0, 0, 0, 0);
         stage.scrollOffset.Set(0, 0, 0, 0);
@@ -208,7 +211,7 @@ void Shader::ApplyBlending()
     }
 }
 
-void Shader::ApplyStage(const ShaderStage& stage, uint32_t unit)
+void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
 {
     EngineBase* e = g_engine;
     SelectUnit(unit);
@@ -224,6 +227,7 @@ void Shader::ApplyStage(const ShaderStage& stage, uint32_t unit)
             glEnable(stage.texture->target);
             e->unitTextureEnabled[i] = 1;
         }
+        ApplyAnisotropy(stage);
     }
     else
         DisableUnitTexture(nullptr);
@@ -288,6 +292,24 @@ void Shader::ApplyStage(const ShaderStage& stage, uint32_t unit)
     glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_ALPHA, static_cast<GLint>(stage.combineAlpha));
     glTexEnvf(GL_TEXTURE_ENV, GL_RGB_SCALE, stage.rgbScale);
     glTexEnvf(GL_TEXTURE_ENV, GL_ALPHA_SCALE, stage.alphaScale);
+}
+
+// Sets the bound texture's maximum anisotropy, clamped to the driver's,
+// when the stage asks for more than 1 and the driver can filter so. The
+// texture object remembered keeps this to one call for each texture the
+// stage holds, whichever the application has put there since.
+void Shader::ApplyAnisotropy(ShaderStage& stage)
+{
+    if (!(stage.anisotropy > 1.0f) || !g_engine->hasAnisotropicFilter)
+        return;
+    if (stage.anisotropicTexture == stage.texture &&
+        stage.anisotropicTextureId == stage.texture->id)
+        return;
+    float degree =
+        stage.anisotropy < g_engine->maxAnisotropy ? stage.anisotropy : g_engine->maxAnisotropy;
+    glTexParameterf(stage.texture->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, degree);
+    stage.anisotropicTexture = stage.texture;
+    stage.anisotropicTextureId = stage.texture->id;
 }
 
 // The client-active unit is whichever the mesh drawing chose last; it isn't

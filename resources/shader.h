@@ -74,6 +74,12 @@ struct ShaderStage
     uint32_t combineAlpha; // GL_COMBINE_ALPHA
     bool tcgenEnabled;     // tcgenMode names a mode
     bool staticTransform;  // the texture matrix never moves
+    // Ours: the degree of anisotropic filtering given to the stage's
+    // texture (1, the default, leaves the texture alone), and the texture
+    // object that last got it, so that it is set once, not at every Apply.
+    float anisotropy;
+    const Texture* anisotropicTexture;
+    uint32_t anisotropicTextureId;
 };
 
 class Shader
@@ -121,5 +127,6 @@ private:
     void ApplyCulling();
     void ApplyDepth();
     void ApplyBlending();
-    void ApplyStage(const ShaderStage& stage, uint32_t unit);
+    void ApplyStage(ShaderStage& stage, uint32_t unit);
+    void ApplyAnisotropy(ShaderStage& stage);
 };

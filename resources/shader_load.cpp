@@ -163,4 +163,8 @@ void Shader::LoadStage(IniFile& definitions, IniFile& tokens, ShaderStage& stage
     stage.combineAlpha = ReadToken(definitions, tokens, "combine_alpha", "GL_MODULATE");
     stage.alphaScale = definitions.GetFloat("alpha_scale", 1.0f);
     stage.rgbScale = definitions.GetFloat("rgb_scale", 1.0f);
+    // Ours: 1 leaves the texture's filtering as it is.
+    stage.anisotropy = definitions.GetFloat("anisotropy", 1.0f);
+    stage.anisotropicTexture = nullptr;
+    stage.anisotropicTextureId = 0;
 }

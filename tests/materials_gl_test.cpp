@@ -578,6 +578,88 @@ TEST_F(MaterialsGl, HatchingTexturesInAStageAndInThePreview)
     engine->SetTexture(nullptr);
 }
 
+// The stage key "anisotropy", ours. Left out, a stage leaves its texture's
+// filtering alone (a degree set from outside stays); above 1, the texture
+// the stage holds when it is applied gets the degree, clamped to the
+// driver's, once: a degree changed behind its back stays until another
+// texture is put into the stage (as the demo puts its art map there) or
+// the definition is read again.
+TEST_F(MaterialsGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
+{
+    Start(std::string(kDefinitions) + "[Sharp]\nnbstages=1\n[Sharp - TU0]\nmap=tga\\b.tga\n"
+                                      "anisotropy=4\n[Sharpest]\nnbstages=1\n"
+                                      "[Sharpest - TU0]\nmap=tga\\c.tga\nanisotropy=1000\n");
+    WriteTarga(dir.path + "/tga/c.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
+    if (!engine->hasAnisotropicFilter)
+        GTEST_SKIP() << "the driver has no GL_EXT_texture_filter_anisotropic";
+    GLfloat driverMax = 0;
+    glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
+    EXPECT_EQ(engine->maxAnisotropy, driverMax);
+    ASSERT_GE(driverMax, 4.0f);
+    auto degree = [](GLenum target, Texture* texture)
+    {
+        glBindTexture(target, texture->id);
+        GLfloat v = 0;
+        glGetTexParameterfv(target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &v);
+        return v;
+    };
+    auto setDegree = [](GLenum target, Texture* texture, GLfloat v)
+    {
+        glBindTexture(target, texture->id);
+        glTexParameterf(target, GL_TEXTURE_MAX_ANISOTROPY_EXT, v);
+    };
+
+    Shader* twin = engine->AddShader("Twin");
+    Texture* a = twin->stages[0].texture;
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 1.0f);
+    setDegree(GL_TEXTURE_2D, a, 3.0f);
+    engine->SetShader(twin);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 3.0f);
+
+    Shader* sharp = engine->AddShader("Sharp");
+    Texture* b = sharp->stages[0].texture;
+    ASSERT_NE(b, nullptr);
+    engine->SetShader(sharp);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 4.0f);
+    setDegree(GL_TEXTURE_2D, b, 2.0f);
+    engine->SetShader(nullptr);
+    engine->SetShader(sharp);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 2.0f) << "set again at every Apply";
+
+    // A volume in its place, as the demo's art map: its own target.
+    VolumeTexture volume;
+    glGenTextures(1, &volume.id);
+    glBindTexture(GL_TEXTURE_3D, volume.id);
+    const GLubyte voxels[8] = {0, 255, 0, 255, 255, 0, 255, 0};
+    glTexImage3D(GL_TEXTURE_3D, 0, GL_LUMINANCE, 2, 2, 2, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
+                 voxels);
+    sharp->stages[0].texture = &volume;
+    engine->SetShader(nullptr);
+    engine->SetShader(sharp);
+    EXPECT_EQ(degree(GL_TEXTURE_3D, &volume), 4.0f);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 2.0f);
+
+    // Read again, the definition gives its degree anew.
+    engine->ReloadShaders();
+    engine->SetShader(nullptr);
+    engine->SetShader(sharp);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 4.0f);
+
+    // Clamped to the driver's; nothing at all where the driver has none.
+    Shader* sharpest = engine->AddShader("Sharpest");
+    ASSERT_NE(sharpest->stages[0].texture, nullptr);
+    engine->SetShader(sharpest);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, sharpest->stages[0].texture), driverMax);
+    engine->hasAnisotropicFilter = false;
+    sharpest->stages[0].texture = a;
+    engine->SetShader(nullptr);
+    engine->SetShader(sharpest);
+    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 3.0f);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    glDeleteTextures(1, &volume.id);
+}
+
 // The shipped definition of "Font" with the glyphs tessimo-font renders:
 // dark ink on white paper, blended by coverage, inside the text's band
 // only.

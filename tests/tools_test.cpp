@@ -213,8 +213,8 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
         EXPECT_EQ(ReadText(target).size(), 18u + 64 * 64 * 3);
         ASSERT_EQ(Tool("tessimo-import", {"tri.obj", "link"}).status, 0);
         EXPECT_TRUE(IsLink("link"));
-        EXPECT_EQ(ReadText(target).substr(23, 4), std::string("\2\0\0\0", 4))
-            << "the triangle and its outline";
+        EXPECT_EQ(ReadText(target).substr(23, 4), std::string("\1\0\0\0", 4))
+            << "one mesh, a flat triangle without outline";
         ASSERT_EQ(Tool("tessimo-rar", {"extract", "in.rar", "in.txt", "--output", "link"}).status,
                   0);
         EXPECT_TRUE(IsLink("link"));
