@@ -12,6 +12,7 @@
 
 #include "support/files.h"
 #include "support/ink_measures.h"
+#include "support/model_file.h"
 #include "support/picture.h"
 
 namespace
@@ -70,6 +71,16 @@ protected:
     }
     std::vector<std::string> dirs;
 };
+
+std::string LastLine(const std::string& text)
+{
+    size_t end = text.find_last_not_of('\n');
+    if (end == std::string::npos)
+        return "";
+    size_t start = text.rfind('\n', end);
+    return text.substr(start == std::string::npos ? 0 : start + 1,
+                       end - (start == std::string::npos ? 0 : start + 1) + 1);
+}
 
 double MeanAbsoluteDifference(const Picture& a, const Picture& b)
 {
@@ -371,9 +382,16 @@ TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
             }
             WriteText(dir + "/ini/Shaders.ini", out);
         }
+        // Without the model the tool writes no picture and says why last.
         Picture picture;
-        ASSERT_EQ(Shot(dir, 30, "200x150", "shot.png", &picture), 0)
+        ASSERT_EQ(Shot(dir, 30, "200x150", "shot.png", &picture), c.modelDrawn ? 0 : 1)
             << ReadText(dir + "/output.txt");
+        EXPECT_EQ(c.modelDrawn, std::filesystem::exists(dir + "/shot.png"));
+        if (!c.modelDrawn)
+        {
+            EXPECT_EQ(
+                LastLine(ReadText(dir + "/output.txt")).rfind("tessimo-shot: cannot read ", 0), 0u);
+        }
         std::string log = ReadText(dir + "/tessimo2.log");
         for (const char* line : c.logLines)
             EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
@@ -382,13 +400,118 @@ TEST_F(DemoShot, MissingDataIsToldAndTheRunEndsInOrder)
         for (const char* line : c.consoleLines)
             EXPECT_NE(console.find(line), std::string::npos) << line << "\n" << console;
         EXPECT_NE(console.find("shaders have been deleted"), std::string::npos) << console;
-        // The paper is always there; the airplane only with its model.
-        EXPECT_EQ(picture.MeanLevel(0, 0, 200, 4), 255.0);
         if (c.modelDrawn)
+        {
+            EXPECT_EQ(picture.MeanLevel(0, 0, 200, 4), 255.0);
             EXPECT_LT(picture.MeanLevel(50, 40, 150, 110), 250.0);
-        else
-            EXPECT_EQ(picture.MeanLevel(50, 40, 150, 110), 255.0);
+        }
     }
+}
+
+// Data that can't be read, or a frame without a polygon: status 1, no
+// picture, and the reason as the last line, after the program's own.
+TEST_F(DemoShot, NoPictureWhenTheDataCantBeReadOrNothingIsDrawn)
+{
+    std::string models = RunDir(false);
+    const uint32_t kTooMany = 1048576 / 32 + 1; // vertices: one more than the pool holds
+    testsupport::ModelBytes big(1);
+    big.Head("big", "Hatching", 1, kTooMany);
+    big.bytes.resize(big.bytes.size() + 32 * kTooMany + 12, 0);
+    WriteText(models + "/big.tsm", big.String());
+    testsupport::ModelBytes partial(2);
+    partial.Mesh("t", "Hatching", {0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2});
+    partial.Head("big", "Hatching", 1, kTooMany);
+    partial.bytes.resize(partial.bytes.size() + 32 * kTooMany + 12, 0);
+    WriteText(models + "/partial.tsm", partial.String());
+    WriteText(models + "/triangle.tsm",
+              testsupport::ModelBytes(1)
+                  .Mesh("t", "Hatching", {0, 0, 0, 1, 0, 0, 0, 1, 0}, {0, 1, 2})
+                  .String());
+    WriteText(models + "/zeros.tsm", std::string(4096, '\0'));
+    WriteText(models + "/empty.tsm",
+              testsupport::ModelBytes(1).Mesh("e", "Hatching", {}, {}).String());
+    std::string archive = ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
+    std::string flipped = archive, cut = archive.substr(0, archive.size() / 2);
+    for (size_t i = archive.size() / 2; i < archive.size() / 2 + 16; ++i)
+        flipped[i] = static_cast<char>(~flipped[i]);
+
+    const std::string cannotModel = "tessimo-shot: cannot read the model '" + models;
+    const std::string cannotArchive = "tessimo-shot: cannot read the data archive 'data.rar': ";
+    struct Case
+    {
+        const char* what;
+        std::vector<std::string> options;
+        const char* archive; // "flipped", "cut", "zeros", "none", or "" for the built one
+        std::string line;
+    };
+    const std::vector<Case> cases = {
+        {"missing model",
+         {"--model", models + "/missing.tsm"},
+         "",
+         cannotModel + "/missing.tsm': No such file or directory"},
+        {"zeros",
+         {"--model", models + "/zeros.tsm"},
+         "",
+         cannotModel + "/zeros.tsm': it holds no mesh"},
+        {"folder", {"--model", models}, "", cannotModel + "': Is a directory"},
+        {"too large",
+         {"--model", models + "/big.tsm"},
+         "",
+         cannotModel + "/big.tsm': mesh 1 of 1 doesn't fit in the vertex memory"},
+        {"partly too large",
+         {"--model", models + "/partial.tsm"},
+         "",
+         cannotModel + "/partial.tsm': mesh 2 of 2 doesn't fit in the vertex memory"},
+        {"no polygon",
+         {"--model", models + "/empty.tsm"},
+         "",
+         "tessimo-shot: nothing was drawn at tick 5"},
+        {"no archive", {}, "none", cannotArchive + "No such file or directory"},
+        {"no archive, a good model",
+         {"--model", models + "/triangle.tsm"},
+         "none",
+         cannotArchive + "No such file or directory"},
+        {"bytes flipped", {}, "flipped", cannotArchive},
+        {"cut", {}, "cut", cannotArchive + "archive cut short in 'tsm\\avion.tsm'"},
+        {"zeroed", {}, "zeros", cannotArchive + "not a RAR 2.0 archive"},
+        {"full device",
+         {"--output", "/dev/full"},
+         "",
+         "tessimo-shot: cannot write '/dev/full': No space left on device"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.what);
+        std::string kind = c.archive;
+        std::string dir = RunDir(kind != "none");
+        std::string full = testsupport::MakeFullDevice(dir);
+        std::vector<std::string> options = c.options;
+        std::string line = c.line;
+        if (!options.empty() && options[1] == "full")
+        {
+            options[1] = full;
+            line = "tessimo-shot: cannot write '" + full + "': No space left on device";
+        }
+        if (kind == "flipped" || kind == "cut" || kind == "zeros")
+            WriteText(dir + "/data.rar", kind == "flipped" ? flipped
+                                         : kind == "cut"   ? cut
+                                                           : std::string(archive.size(), '\0'));
+        Picture picture;
+        EXPECT_EQ(Shot(dir, 5, "200x150", "shot.png", &picture, options), 1);
+        std::string last = LastLine(ReadText(dir + "/output.txt"));
+        EXPECT_EQ(last.substr(0, line.size()), line);
+        EXPECT_FALSE(std::filesystem::exists(dir + "/shot.png"));
+        EXPECT_NE(ReadText(dir + "/tessimo2.log").find("- shutting down at"), std::string::npos)
+            << "the run ends in order";
+    }
+
+    // A link as the output: the picture goes to its target, the link stays.
+    std::string dir = RunDir();
+    std::filesystem::create_symlink("target.png", dir + "/link.png");
+    Picture picture;
+    ASSERT_EQ(Shot(dir, 5, "200x150", "link.png", &picture), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(dir + "/link.png"));
+    EXPECT_TRUE(testsupport::ReadPng(dir + "/target.png", &picture));
 }
 
 } // namespace

@@ -148,6 +148,7 @@ TEST(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
     std::string log = ReadText(dir + "/tessimo2.log");
     EXPECT_EQ(log.find("##"), std::string::npos) << log;
     EXPECT_NE(log.find("- shutting down at"), std::string::npos) << log;
+    // Hatching's and Outline's.
     EXPECT_NE(ReadText(dir + "/console.log").find("> 2 vertex program have been deleted"),
               std::string::npos);
     if (!HasFailure())

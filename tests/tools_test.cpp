@@ -7,10 +7,8 @@
 // or a drive and refuses names the reader can't tell apart.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include "support/files.h"
 #include "support/process.h"
@@ -28,8 +26,7 @@ struct ToolCase
 {
     const char* name;
     std::vector<std::string> badArguments;
-    const char* badLine; // the exact first line, or null: it names option and value
-    std::vector<std::string> mentions;
+    const char* badLine; // names the option, the value and the range
 };
 
 std::string ToolPath(const std::string& name)
@@ -64,24 +61,6 @@ bool IsCharacterDevice(const std::string& path)
     return stat(path.c_str(), &st) == 0 && S_ISCHR(st.st_mode);
 }
 
-// A device that is always full: a node of our own in the current folder
-// where the system lets us make one, so that a tool that replaced its
-// output by renaming would replace only that; /dev/full otherwise.
-std::string FullDevice()
-{
-    if (mknod("full", S_IFCHR | 0666, makedev(1, 7)) == 0)
-    {
-        int fd = open("full", O_WRONLY);
-        bool full = fd >= 0 && write(fd, "x", 1) < 0 && errno == ENOSPC;
-        if (fd >= 0)
-            close(fd);
-        if (full)
-            return "full";
-        unlink("full");
-    }
-    return "/dev/full";
-}
-
 bool IsLink(const std::string& path)
 {
     struct stat st;
@@ -105,24 +84,19 @@ TEST(ToolConvention, HelpOnStandardOutputAndBadArgumentsWithTheirRange)
     const std::vector<ToolCase> tools = {
         {"tessimo-rar",
          {"create", "x.rar", "--audio", "5", "in"},
-         "tessimo-rar: --audio 5: expected auto, off or 1 to 4",
-         {}},
+         "tessimo-rar: --audio 5: expected auto, off or 1 to 4"},
         {"tessimo-tam",
          {"--size", "100000", "--digest"},
-         "tessimo-tam: --size 100000: expected a power of two from 1 to 4096",
-         {}},
+         "tessimo-tam: --size 100000: expected a power of two from 1 to 4096"},
         {"tessimo-font",
          {"frobnicate", "x.tga"},
-         "tessimo-font: command frobnicate: expected glyphs or default",
-         {}},
+         "tessimo-font: command frobnicate: expected glyphs or default"},
         {"tessimo-shot",
          {"--size", "0x5"},
-         "tessimo-shot: --size 0x5: expected WIDTHxHEIGHT, each 1 to 8192",
-         {}},
+         "tessimo-shot: --size 0x5: expected WIDTHxHEIGHT, each 1 to 8192"},
         {"tessimo-import",
          {"--merge", "sideways", "a.obj", "b.tsm"},
-         nullptr,
-         {"--merge", "sideways"}},
+         "tessimo-import: --merge sideways: expected material or all"},
     };
     for (const ToolCase& t : tools)
     {
@@ -142,13 +116,7 @@ TEST(ToolConvention, HelpOnStandardOutputAndBadArgumentsWithTheirRange)
         EXPECT_EQ(r.out, "");
         std::vector<std::string> lines = Lines(r.err);
         ASSERT_EQ(lines.size(), 2u) << r.err;
-        if (t.badLine)
-        {
-            EXPECT_EQ(lines[0], t.badLine);
-        }
-        EXPECT_EQ(lines[0].rfind(std::string(t.name) + ": ", 0), 0u) << lines[0];
-        for (const std::string& word : t.mentions)
-            EXPECT_NE(lines[0].find(word), std::string::npos) << lines[0];
+        EXPECT_EQ(lines[0], t.badLine);
         EXPECT_EQ(lines[1], usage);
     }
     // A range that depends on another option; an option without its value.
@@ -167,7 +135,7 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
     WriteText("tri.obj", kTriangle);
     WriteText("old.txt", "old bytes");
     ASSERT_EQ(Tool("tessimo-rar", {"create", "in.rar", "in.txt"}).status, 0);
-    const std::string full = FullDevice();
+    const std::string full = testsupport::MakeFullDevice(temp.path);
     const std::string noSpace = "cannot write '" + full + "': No space left on device";
     std::vector<std::string> before = Listing(temp.path);
 
@@ -245,8 +213,8 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
         EXPECT_EQ(ReadText(target).size(), 18u + 64 * 64 * 3);
         ASSERT_EQ(Tool("tessimo-import", {"tri.obj", "link"}).status, 0);
         EXPECT_TRUE(IsLink("link"));
-        EXPECT_EQ(ReadText(target).substr(23, 4), std::string("\2\0\0\0", 4))
-            << "the triangle and its outline";
+        EXPECT_EQ(ReadText(target).substr(23, 4), std::string("\1\0\0\0", 4))
+            << "one mesh, a flat triangle without outline";
         ASSERT_EQ(Tool("tessimo-rar", {"extract", "in.rar", "in.txt", "--output", "link"}).status,
                   0);
         EXPECT_TRUE(IsLink("link"));

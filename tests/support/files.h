@@ -2,11 +2,15 @@
 // folder (the log is written to the current directory).
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 #include <vector>
 
@@ -24,6 +28,25 @@ inline std::string ReadText(const std::string& path)
 inline void WriteText(const std::string& path, const std::string& text)
 {
     std::ofstream(path, std::ios::binary) << text;
+}
+
+// A device that is always full, as dir/full: a node of our own where the
+// system lets us make one, so that a tool that wrongly replaced its output
+// by renaming would replace only that; "/dev/full" otherwise.
+inline std::string MakeFullDevice(const std::string& dir)
+{
+    std::string node = dir + "/full";
+    if (mknod(node.c_str(), S_IFCHR | 0666, makedev(1, 7)) == 0)
+    {
+        int fd = open(node.c_str(), O_WRONLY);
+        bool full = fd >= 0 && write(fd, "x", 1) < 0 && errno == ENOSPC;
+        if (fd >= 0)
+            close(fd);
+        if (full)
+            return node;
+        unlink(node.c_str());
+    }
+    return "/dev/full";
 }
 
 // A fresh folder under the build tree, entered for the life of the object

@@ -64,7 +64,8 @@ const char kOptions[] =
     "  --merge material    one mesh per material\n"
     "  --merge all         one mesh for the whole model\n"
     "  --material NAME     the material written into every mesh (1 to 31 characters)\n"
-    "  --exclude NAME      leave out the meshes of that material or node (repeatable)\n"
+    "  --exclude NAME      leave out the meshes of that material or node\n"
+    "                      (repeatable)\n"
     "  --max-vertices N    refuse a model of more than N vertices in all\n"
     "Drawing:\n"
     "  --crease DEG        smooth normals across edges where the faces turn by at\n"
@@ -73,8 +74,9 @@ const char kOptions[] =
     "  --strokes form      texture coordinates that follow the form (default): for\n"
     "                      each part, from its principal axes, s runs around an\n"
     "                      elongated part (a whole number of repeats, so it meets\n"
-    "                      itself) and along the chord of a flat one; other parts\n"
-    "                      get box coordinates\n"
+    "                      itself; folded back on a part too thin for one) and\n"
+    "                      along the chord of a flat one; other parts get box\n"
+    "                      coordinates\n"
     "  --strokes box       each triangle projected along the axis it faces most\n"
     "  --strokes keep      the source's texture coordinates (or a projection of\n"
     "                      each mesh's bounds onto 0 to 1 where it has none)\n"
@@ -90,8 +92,10 @@ const char kOptions[] =
     "The outline is a last mesh on the material \"Outline\": the model's hull,\n"
     "welded by position, with averaged unit normals and texture coordinates\n"
     "(WIDTH, 0), the first mesh's part turned half a turn about y as the demo\n"
-    "turns the first mesh. Its vertex program pushes each vertex out along the\n"
-    "normal by s pixels; the material culls front faces.\n"
+    "turns the first mesh; flat open sheets, such as a propeller disc, have\n"
+    "none. Its vertex program pushes each vertex out along the normal by s\n"
+    "pixels; the material culls front faces, and has a texture stage, through\n"
+    "which the coordinates reach it.\n"
     "\n"
     "The demo's vertex memory holds 1 MiB at 32 bytes a vertex; a model that\n"
     "does not fit is written with a warning.\n";
@@ -378,7 +382,7 @@ struct Collector
     std::vector<OutMesh> meshes;
     std::map<std::string, size_t> byMaterial;
 
-    OutMesh& Target(const aiMesh* mesh, const std::string& name, const std::string& material)
+    OutMesh& Target(const std::string& name, const std::string& material)
     {
         if (options.merge == Options::All)
         {
@@ -401,7 +405,6 @@ struct Collector
             meshes.back().shader = material;
             return meshes.back();
         }
-        (void)mesh;
         meshes.emplace_back();
         meshes.back().name = FitName(name, "mesh");
         meshes.back().shader = material;
@@ -423,7 +426,7 @@ struct Collector
                 options.Excluded(mesh->mName.C_Str()))
                 continue;
             std::string name = mesh->mName.length ? mesh->mName.C_Str() : node->mName.C_Str();
-            AppendMesh(mesh, transform, name.empty() ? "mesh" : name, Target(mesh, name, material));
+            AppendMesh(mesh, transform, name.empty() ? "mesh" : name, Target(name, material));
         }
         for (unsigned i = 0; i < node->mNumChildren; ++i)
             Walk(node->mChildren[i], transform);
@@ -534,6 +537,9 @@ void Tell(const Notes& notes, const HullReport* hull)
                      "tessimo-import: outline written with edges of more than two triangles: "
                      "%zu\n",
                      hull->nonManifold);
+    if (hull && hull->flatSheets)
+        std::fprintf(stderr, "tessimo-import: outline left out for flat open sheets: %zu\n",
+                     hull->flatSheets);
     if (hull && hull->unturned)
         std::fprintf(stderr,
                      "tessimo-import: outline places whose normals cancel out, each given one "
@@ -580,8 +586,10 @@ void PrintInfo(const std::vector<OutMesh>& meshes, const std::vector<Part>& part
         {
             std::printf("  %-31s  %-9s  %8zu faces  spread %g x %g x %g", p.name.c_str(),
                         KindName(p.kind), p.faces, p.spread[0], p.spread[1], p.spread[2]);
-            if (p.kind == PartKind::Elongated)
+            if (p.kind == PartKind::Elongated && p.turns)
                 std::printf("  %d turns", p.turns);
+            else if (p.kind == PartKind::Elongated)
+                std::printf("  folded");
             std::printf("\n");
         }
     }
@@ -697,10 +705,7 @@ int main(int argc, char** argv)
         outline = mesh.FaceCount() > 0;
         if (outline)
             meshes.push_back(std::move(mesh));
-        else
-            std::fprintf(stderr, "tessimo-import: no outline: its hull has no triangles\n");
     }
-    Tell(notes, outline ? &hull : nullptr);
 
     uint64_t vertices = 0;
     for (const OutMesh& m : meshes)
@@ -711,6 +716,21 @@ int main(int argc, char** argv)
     for (const OutMesh& m : meshes)
         if (m.VertexCount() > 0xFFFFFFFFu / kPoolBytesPerVertex || m.FaceCount() > 0x15555555u)
             Fail("mesh '" + m.name + "' is too large for the model file");
+
+    if (o.info)
+        PrintInfo(meshes, parts, outline, o);
+    if (o.output)
+    {
+        std::vector<uint8_t> bytes = Encode(meshes, o);
+        std::string error;
+        if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
+            Fail(error);
+    }
+    // What was made of the model, once it is out: a failed run says only
+    // why it failed.
+    Tell(notes, o.outline > 0.0f ? &hull : nullptr);
+    if (o.outline > 0.0f && !outline && !hull.flatSheets)
+        std::fprintf(stderr, "tessimo-import: no outline: its hull has no triangles\n");
     uint64_t pool = PoolBytes(meshes) + kPoolAlignment - 1;
     if (pool > kPoolBytes)
         std::fprintf(stderr,
@@ -718,16 +738,5 @@ int main(int argc, char** argv)
                      "memory, more than the demo's %llu\n",
                      static_cast<unsigned long long>(pool),
                      static_cast<unsigned long long>(kPoolBytes));
-
-    if (o.info)
-    {
-        PrintInfo(meshes, parts, outline, o);
-        if (!o.output)
-            return kTool.Finish();
-    }
-    std::vector<uint8_t> bytes = Encode(meshes, o);
-    std::string error;
-    if (!toolcli::WriteOutput(o.output, bytes.data(), bytes.size(), {o.source}, &error))
-        Fail(error);
     return kTool.Finish();
 }

@@ -279,9 +279,13 @@ double MeanRadius(const OutMesh& mesh, const std::vector<uint32_t>& faces, const
 }
 
 // A fuselage, a spar, a wheel's axle: s runs around the long axis, a whole
-// number of turns, t along it. The end caps are mapped flat across it.
+// number of turns, t along it. The end caps are mapped flat across it. A
+// part too thin for half a repeat around (a tail boom) would squeeze a
+// whole one into a blur: there s runs as far as the way round from the top,
+// folding back on itself at the top and underneath, so the strokes keep
+// their density and still meet.
 void ElongatedFace(const OutMesh& mesh, uint32_t f, const Frame& frame, float size, int turns,
-                   float* out)
+                   double meanRadius, float* out)
 {
     double along;
     FacingAxis(mesh, f, frame, &along);
@@ -300,12 +304,13 @@ void ElongatedFace(const OutMesh& mesh, uint32_t f, const Frame& frame, float si
     {
         radius[k] = std::hypot(o.d[k][1], o.d[k][2]);
         largest = std::fmax(largest, radius[k]);
-        s[k] = turns * std::atan2(o.d[k][2], o.d[k][1]) / (2.0 * M_PI);
+        double angle = std::atan2(o.d[k][2], o.d[k][1]);
+        s[k] = turns ? turns * angle / (2.0 * M_PI) : meanRadius * std::fabs(angle) / size;
     }
     // A triangle across the seam (s near -turns/2 and +turns/2) takes its
     // corners to one side; the texture repeats, so nothing shows.
     double low = std::min({s[0], s[1], s[2]}), high = std::max({s[0], s[1], s[2]});
-    if (high - low > 0.5 * turns)
+    if (turns && high - low > 0.5 * turns)
         for (double& v : s)
             if (v < 0.0)
                 v += turns;
@@ -361,7 +366,7 @@ CornerTexCoords FormTexCoords(const OutMesh& mesh, float size, std::vector<Part>
         int number = ++perPiece[piece];
         part.name = mesh.pieceNames[piece] + (number > 1 ? "." + std::to_string(number) : "");
         part.faces = faces.size();
-        double area = 0.0;
+        double area = 0.0, radius = 0.0;
         Frame frame = PrincipalFrame(mesh, faces, &area);
         part.kind = Classify(frame, area, size);
         for (int r = 0; r < 3; ++r)
@@ -369,14 +374,14 @@ CornerTexCoords FormTexCoords(const OutMesh& mesh, float size, std::vector<Part>
         if (part.kind == PartKind::Elongated)
         {
             AimSeam(frame);
-            double around = 2.0 * M_PI * MeanRadius(mesh, faces, frame);
-            part.turns = std::max(1, int(std::lround(around / size)));
+            radius = MeanRadius(mesh, faces, frame);
+            part.turns = int(std::lround(2.0 * M_PI * radius / size));
         }
         for (uint32_t f : faces)
         {
             float* corners = &out[6 * size_t(f)];
             if (part.kind == PartKind::Elongated)
-                ElongatedFace(mesh, f, frame, size, part.turns, corners);
+                ElongatedFace(mesh, f, frame, size, part.turns, radius, corners);
             else if (part.kind == PartKind::Flat)
                 FlatFace(mesh, f, frame, size, corners);
             else

@@ -23,7 +23,7 @@ struct Part
     PartKind kind = PartKind::Other;
     size_t faces = 0;
     float spread[3] = {0.0f, 0.0f, 0.0f}; // standard deviations along the axes, largest first
-    int turns = 0;                        // repeats around an elongated part
+    int turns = 0; // repeats around an elongated part; 0: folded, too thin for one
 };
 
 // Box coordinates: each triangle projected along the axis its face turns

@@ -206,39 +206,60 @@ std::string ArchiveProblem(const char* archive, const char* password)
     return "";
 }
 
-// Why the model gave no mesh.
+// Opens the model as the demo did; the reason when that fails.
+std::string OpenModel(const HatchingDemo& demo, FileBuffer* file)
+{
+    if (demo.modelFromArchive)
+    {
+        if (!file->Open(demo.modelPath, demo.archiveName, demo.archivePassword))
+            return RarStatusText(RarLastStatus());
+        return "";
+    }
+    struct stat st;
+    if (stat(demo.modelPath, &st) != 0)
+        return strerror(errno);
+    if (S_ISDIR(st.st_mode))
+        return strerror(EISDIR);
+    if (!file->Open(demo.modelPath, "", nullptr))
+        return strerror(errno ? errno : EIO);
+    return "";
+}
+
+// Empty when every mesh the model file declares was loaded, the reason
+// otherwise. The set holds an array as long as the declared count, or as
+// the records its bytes have room for where that is fewer, and the mesh
+// where loading stopped says why.
 std::string ModelProblem(const HatchingDemo& demo)
 {
     std::string name = "cannot read the model " + toolcli::Quoted(demo.modelPath) + ": ";
-    if (demo.modelFromArchive)
-    {
-        FileBuffer file;
-        if (!file.Open(demo.modelPath, demo.archiveName, demo.archivePassword))
-            return name + RarStatusText(RarLastStatus());
-        file.Close();
-    }
-    else
-    {
-        struct stat st;
-        if (stat(demo.modelPath, &st) != 0)
-            return name + strerror(errno);
-        if (S_ISDIR(st.st_mode))
-            return name + strerror(EISDIR);
-        FILE* file = fopen(demo.modelPath, "rb");
-        if (!file)
-            return name + strerror(errno);
-        fclose(file);
-    }
-    if (!demo.model->meshes)
+    FileBuffer file;
+    std::string problem = OpenModel(demo, &file);
+    if (!problem.empty())
+        return name + problem;
+    uint8_t header[27];
+    uint32_t declared = 0;
+    if (file.Read(header, sizeof header))
+        memcpy(&declared, header + 23, 4);
+    uint32_t room = (file.size - file.position) / kMeshRecordHeaderSize;
+    uint32_t made = declared < room ? declared : room;
+    const MeshSet* set = demo.model;
+    uint32_t loaded = set ? set->meshCount : 0;
+    if (declared == 0 || !set)
         return name + "it holds no mesh";
-    switch (demo.model->meshes[0].problem)
+    if (loaded >= declared)
+        return "";
+    std::string mesh = "mesh " + std::to_string(loaded + 1) + " of " + std::to_string(declared);
+    if (loaded == made || !set->meshes)
+        return name + "it has room for " + std::to_string(room) + " of its " +
+               std::to_string(declared) + " meshes";
+    switch (set->meshes[loaded].problem)
     {
     case Mesh::PoolFull:
-        return name + "its first mesh doesn't fit in the vertex memory";
+        return name + mesh + " doesn't fit in the vertex memory";
     case Mesh::BadIndex:
-        return name + "its first mesh names a vertex it doesn't have";
+        return name + mesh + " names a vertex it doesn't have";
     default:
-        return name + "its first mesh is cut short";
+        return name + mesh + " is cut short";
     }
 }
 
@@ -252,8 +273,9 @@ std::string WhyNoPicture(const HatchingDemo& demo, const Options& options, bool 
         if (!problem.empty())
             return problem;
     }
-    if (!demo.model || demo.model->meshCount == 0)
-        return ModelProblem(demo);
+    std::string problem = ModelProblem(demo);
+    if (!problem.empty())
+        return problem;
     if (!taken)
         return "the run ended before tick " + std::to_string(options.ticks);
     if (polygons == 0)
