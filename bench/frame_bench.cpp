@@ -1,7 +1,8 @@
 // A frame of the demo at 800 by 600 on this driver next to a minimal GL
-// program that draws the same meshes from the same arrays, with the same
-// 3D texture and vertex program, and nothing else: no statistics, no state
-// cache, no material, no overlay, no console. Both run in one process on
+// program that draws the same meshes from the same arrays, each with its
+// material's vertex program, texture, combine step and culling (the model
+// in ink and its outline), and nothing else: no statistics, no state
+// cache, no material records, no overlay, no console. Both run in one process on
 // one context (SDL's offscreen driver), each frame ended with glFinish so
 // that the driver's queued work is counted where it was asked for.
 //
@@ -47,8 +48,10 @@ void BM_DemoFrame(benchmark::State& state)
 }
 
 // The peer: the GL calls that drawing the model needs, made directly. The
-// state the material would set is set once, outside the loop; the light
-// stands where the demo left it.
+// state common to all meshes is set once, outside the loop; each mesh then
+// gets what its material differs in: the art map and its combine step or
+// no texture, the vertex program, the winding culled. The light stands
+// where the demo left it.
 class Peer
 {
 public:
@@ -64,23 +67,24 @@ public:
         {
             const ShaderStage& stage = hatching->stages[0];
             glScalef(stage.scale.x, stage.scale.y, 1);
+            glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
+            glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, static_cast<GLint>(stage.sourceRgb0));
+            glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, static_cast<GLint>(stage.sourceRgb1));
+            glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, static_cast<GLint>(stage.opRgb0));
+            glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, static_cast<GLint>(stage.opRgb1));
+            glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, static_cast<GLint>(stage.combineRgb));
+            glTexEnvf(GL_TEXTURE_ENV, GL_RGB_SCALE, stage.rgbScale);
         }
         glMatrixMode(GL_MODELVIEW);
         glActiveTextureARB(GL_TEXTURE0_ARB);
         glClientActiveTextureARB(GL_TEXTURE0_ARB);
         glDisable(GL_TEXTURE_2D);
-        glEnable(GL_TEXTURE_3D);
         glBindTexture(GL_TEXTURE_3D, demo->artMap->id);
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
-        if (hatching && hatching->vertexProgram)
-        {
-            glBindProgramARB(GL_VERTEX_PROGRAM_ARB, hatching->vertexProgram->id);
-            glEnable(GL_VERTEX_PROGRAM_ARB);
-        }
+        glEnable(GL_VERTEX_PROGRAM_ARB);
         glEnable(GL_DEPTH_TEST);
+        glDepthFunc(GL_LEQUAL);
         glDepthMask(GL_TRUE);
         glEnable(GL_CULL_FACE);
-        glFrontFace(GL_CCW);
         glDisable(GL_BLEND);
         glEnableClientState(GL_VERTEX_ARRAY);
         glEnableClientState(GL_NORMAL_ARRAY);
@@ -96,6 +100,14 @@ public:
         for (uint32_t i = 0; i < demo->model->meshCount; ++i)
         {
             const Mesh& mesh = demo->model->meshes[i];
+            const Shader* shader = mesh.shader;
+            if (shader && shader->stageCount > 0 && shader->stages[0].texture == demo->artMap)
+                glEnable(GL_TEXTURE_3D);
+            else
+                glDisable(GL_TEXTURE_3D);
+            if (shader && shader->hasVertexProgram && shader->vertexProgram)
+                glBindProgramARB(GL_VERTEX_PROGRAM_ARB, shader->vertexProgram->id);
+            glFrontFace(!shader || shader->ccw ? GL_CCW : GL_CW);
             glPushMatrix();
             glMultTransposeMatrixfARB(mesh.transform.m);
             glVertexPointer(3, GL_FLOAT, 12, mesh.renderPositions);

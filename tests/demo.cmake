@@ -3,7 +3,10 @@
 tessimo_test(demo_shot_test LABEL gl TIMEOUT 600
   SOURCES demo_shot_test.cpp
   LIBS PNG::PNG X11)
-add_dependencies(demo_shot_test tessimo-shot tessimo-rar tessimo_data)
+add_dependencies(demo_shot_test tessimo-shot tessimo-rar tessimo-import tessimo_data)
+# The ink measures of one picture, for scripts/measure.
+add_executable(ink_measure ink_measure.cpp)
+target_link_libraries(ink_measure PRIVATE PNG::PNG X11)
 tessimo_test(demo_window_test LABEL window TIMEOUT 300
   SOURCES demo_window_test.cpp
   LIBS PNG::PNG X11 Xtst)

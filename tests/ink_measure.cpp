@@ -1,0 +1,66 @@
+// ink_measure: the measures of support/ink_measures.h for one picture.
+//
+//   ink_measure PICTURE.png SOLID.png [--sphere TICKS]
+//   ink_measure --solid SHADERS.ini
+//
+// SOLID.png is the same shot with the model drawn solid black (the
+// materials of InkMaskMaterials); --sphere adds the tone measures of a
+// sphere of radius 5 at (0, -2, -5) with the light after TICKS ticks.
+// --solid rewrites a run folder's materials for the solid shot.
+// scripts/measure makes both shots and runs this.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "support/files.h"
+#include "support/ink_measures.h"
+#include "support/picture.h"
+
+int main(int argc, char** argv)
+{
+    if (argc > 1 && strcmp(argv[1], "--help") == 0)
+    {
+        printf("usage: ink_measure PICTURE.png SOLID.png [--sphere TICKS]\n"
+               "       ink_measure --solid SHADERS.ini\n");
+        return 0;
+    }
+    if (argc == 3 && strcmp(argv[1], "--solid") == 0)
+    {
+        std::string text = testsupport::ReadText(argv[2]);
+        if (text.find("[Hatching - TU0]") == std::string::npos)
+        {
+            fprintf(stderr, "ink_measure: no Hatching stage in %s\n", argv[2]);
+            return 1;
+        }
+        testsupport::WriteText(argv[2], testsupport::InkMaskMaterials(text));
+        return 0;
+    }
+    long ticks = -1;
+    if (argc == 5 && strcmp(argv[3], "--sphere") == 0)
+        ticks = strtol(argv[4], nullptr, 10);
+    else if (argc != 3)
+    {
+        fprintf(stderr, "usage: ink_measure PICTURE.png SOLID.png [--sphere TICKS]\n");
+        return 2;
+    }
+    testsupport::Picture shot, solid;
+    if (!testsupport::ReadPng(argv[1], &shot) || !testsupport::ReadPng(argv[2], &solid) ||
+        shot.width != solid.width || shot.height != solid.height)
+    {
+        fprintf(stderr, "ink_measure: cannot read two pictures of one size\n");
+        return 1;
+    }
+    auto grey = testsupport::ToGrey(shot.width, shot.height, shot.rgb);
+    auto mask = testsupport::ModelMask(testsupport::ToGrey(solid.width, solid.height, solid.rgb));
+    testsupport::OutlineBand band = testsupport::MeasureOutlineBand(grey, mask);
+    printf("crisp %.4f outline %.4f band %.2f stray %ld", testsupport::CrispShare(grey, mask),
+           testsupport::OutlineInkedShare(grey, mask), band.width, band.stray);
+    if (ticks >= 0)
+    {
+        const double centre[3] = {0, -2, -5};
+        auto fit = testsupport::SphereTone(grey, mask, ticks, centre, 5.0);
+        printf(" tone %.4f steps %d samples %ld", fit.correlation, fit.steps, fit.samples);
+    }
+    printf("\n");
+    return 0;
+}
