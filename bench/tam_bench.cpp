@@ -10,7 +10,7 @@
 #include <map>
 #include <string>
 
-#include "hatching/art_map_generation.h"
+#include "tam/art_map_generation.h"
 
 namespace
 {

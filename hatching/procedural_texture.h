@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-#include "hatching/pixel_canvas.h"
+#include "tam/pixel_canvas.h"
 #include "resources/texture.h"
 
 class ProceduralTexture : public Texture, public PixelCanvas

@@ -20,7 +20,7 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "hatching/art_map_generation.h"
+#include "tam/art_map_generation.h"
 #include "sha256.h"
 #include "tools/common/tool_cli.h"
 

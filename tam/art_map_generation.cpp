@@ -1,6 +1,6 @@
-#include "hatching/art_map_generation.h"
+#include "tam/art_map_generation.h"
 
-#include "hatching/line_walk.h"
+#include "tam/line_walk.h"
 
 #include <algorithm>
 #include <cstring>

@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include "hatching/pixel_canvas.h"
+#include "tam/pixel_canvas.h"
 
 // One tone image: an RGB image of 24 bits a pixel. Exactly (255, 255, 255)
 // is paper; everything else is ink.
