@@ -221,19 +221,9 @@ bool WritePictures(const Options& o, const ArtMapStack& stack, uint32_t chosenTo
     return true;
 }
 
-void PrintLevel(uint32_t m, uint32_t side, uint32_t slices, Sha256* level)
-{
-    printf("level %u side %u slices %u sha256 %s\n", m, side, slices, level->HexDigest().c_str());
-}
-
-void PrintTotals(Sha256* all, uint64_t strokes)
-{
-    printf("volume sha256 %s\n", all->HexDigest().c_str());
-    printf("strokes %llu\n", static_cast<unsigned long long>(strokes));
-}
-
 // The digests of the volume as it goes to the card, slice by slice: the
-// volume is never held whole.
+// volume is never held whole. Level 0 opens the volume, so its digest is
+// that of the volume so far, and its bytes are hashed once.
 void PrintDigest(const ArtMapStack& stack)
 {
     Sha256 all;
@@ -244,12 +234,15 @@ void PrintDigest(const ArtMapStack& stack)
         for (uint32_t j = 0; j < stack.slices[m]; ++j)
         {
             stack.WriteTone(stack.SliceTone(m, j), m, slice.data());
-            level.Update(slice.data(), stack.ImageBytes(m));
+            if (m != 0)
+                level.Update(slice.data(), stack.ImageBytes(m));
             all.Update(slice.data(), stack.ImageBytes(m));
         }
-        PrintLevel(m, stack.size >> m, stack.slices[m], &level);
+        printf("level %u side %u slices %u sha256 %s\n", m, stack.size >> m, stack.slices[m],
+               (m == 0 ? all.HexDigestSoFar() : level.HexDigest()).c_str());
     }
-    PrintTotals(&all, stack.strokes);
+    printf("volume sha256 %s\n", all.HexDigest().c_str());
+    printf("strokes %llu\n", static_cast<unsigned long long>(stack.strokes));
 }
 
 // The same lines from the reference form's whole volume.
@@ -261,9 +254,11 @@ void PrintDigest(const ArtMapVolume& v)
         Sha256 level;
         level.Update(v.blocks[m].data(), v.blocks[m].size());
         all.Update(v.blocks[m].data(), v.blocks[m].size());
-        PrintLevel(m, v.size >> m, v.slices[m], &level);
+        printf("level %u side %u slices %u sha256 %s\n", m, v.size >> m, v.slices[m],
+               level.HexDigest().c_str());
     }
-    PrintTotals(&all, v.strokes);
+    printf("volume sha256 %s\n", all.HexDigest().c_str());
+    printf("strokes %llu\n", static_cast<unsigned long long>(v.strokes));
 }
 
 } // namespace
