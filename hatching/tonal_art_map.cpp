@@ -1,6 +1,5 @@
 #include "hatching/tonal_art_map.h"
 
-#include <memory>
 #include <vector>
 
 #include "app/gl_entry_points.h"
@@ -44,21 +43,19 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
     // The rows of the small levels (1 and 2 pixels of 3 bytes) are tight.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     // Each level is made at its full size and then filled slice by slice
-    // from the stack, through one slice-sized block that stays in the
-    // cache: a block of a whole level (25 MB at level 0) would be written
-    // once, page by page, only to be copied by the driver.
-    std::unique_ptr<uint8_t[]> slice(new uint8_t[stack.ImageBytes(0)]);
+    // from the stack, through one slice-sized image that stays in the
+    // cache and changes only where ink goes from one slice to the next: a
+    // block of a whole level (25 MB at level 0) would be written once, page
+    // by page, only to be copied by the driver.
+    ArtMapSlices slices(stack);
     for (uint32_t m = 0; m < stack.levelCount; ++m)
     {
         GLsizei side = static_cast<GLsizei>(size >> m);
         glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, stack.slices[m], 0, GL_RGB,
                      GL_UNSIGNED_BYTE, nullptr);
         for (uint32_t j = 0; j < stack.slices[m]; ++j)
-        {
-            stack.WriteTone(stack.SliceTone(m, j), m, slice.get());
             glTexSubImage3D(GL_TEXTURE_3D, m, 0, 0, static_cast<GLint>(j), side, side, 1, GL_RGB,
-                            GL_UNSIGNED_BYTE, slice.get());
-        }
+                            GL_UNSIGNED_BYTE, slices.Slice(m, j));
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glDeleteTextures(static_cast<GLsizei>(layerCount), layerNames.data());

@@ -477,6 +477,37 @@ void ArtMapStack::WriteLevel(uint32_t m, uint8_t* out) const
         WriteTone(SliceTone(m, j), m, out + j * ImageBytes(m));
 }
 
+ArtMapSlices::ArtMapSlices(const ArtMapStack& s) : stack(s), image(s.ImageBytes(0)) {}
+
+const uint8_t* ArtMapSlices::Slice(uint32_t m, uint32_t j)
+{
+    const uint32_t t = stack.SliceTone(m, j);
+    const uint16_t* from = stack.inkFrom.data() + stack.levelStart[m];
+    const uint32_t pixels = (stack.size >> m) * (stack.size >> m);
+    if (m != level)
+    {
+        // The pixels of the level in buckets by the tone their ink came in.
+        first.assign(stack.layerCount + 2, 0);
+        for (uint32_t i = 0; i < pixels; ++i)
+            ++first[from[i] + 1u];
+        for (size_t v = 1; v < first.size(); ++v)
+            first[v] += first[v - 1];
+        byInk.resize(pixels);
+        std::vector<uint32_t> next(first.begin(), first.end() - 1);
+        for (uint32_t i = 0; i < pixels; ++i)
+            byInk[next[from[i]]++] = i;
+    }
+    if (m != level || t < tone)
+        stack.WriteTone(t, m, image.data());
+    else
+        // Ink is there from value tone + 1 on and, at t, from t + 1 on.
+        for (uint32_t k = first[tone + 1]; k < first[t + 1]; ++k)
+            memset(image.data() + static_cast<size_t>(byInk[k]) * 3, 0xFF, 3);
+    level = m;
+    tone = t;
+    return image.data();
+}
+
 void GenerateArtMapVolume(uint32_t size, uint32_t layerCount, uint32_t candidates,
                           int32_t layerKind, ArtMapForm form, ArtMapVolume* volume,
                           ToneObserver observer, void* user)

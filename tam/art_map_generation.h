@@ -135,6 +135,27 @@ struct ArtMapStack
     void WriteLevel(uint32_t m, uint8_t* out) const;
 };
 
+// The slices of an ArtMapStack one after another, each written from the
+// one before into one image: going to a lighter tone, only the pixels whose
+// ink came between the two tones turn white. Slices asked for in volume
+// order (level by level, the darkest tone first) so cost little more than
+// the ink they lose; any other order rewrites the whole image.
+class ArtMapSlices
+{
+public:
+    explicit ArtMapSlices(const ArtMapStack& stack);
+    // Slice j of level m, ImageBytes(m) bytes; good until the next call.
+    const uint8_t* Slice(uint32_t m, uint32_t j);
+
+private:
+    const ArtMapStack& stack;
+    std::vector<uint8_t> image;
+    std::vector<uint32_t> byInk; // the pixels of `level`, ordered by their inkFrom value
+    std::vector<uint32_t> first; // per inkFrom value: its first entry in byInk
+    uint32_t level = UINT32_MAX;
+    uint32_t tone = 0;
+};
+
 // The generation in the form Build uses: one working layer that grows from
 // the lightest tone to the darkest, its ink counted as it is laid and its
 // candidates counted without drawing. Starts the stroke generator afresh.

@@ -227,16 +227,16 @@ bool WritePictures(const Options& o, const ArtMapStack& stack, uint32_t chosenTo
 void PrintDigest(const ArtMapStack& stack)
 {
     Sha256 all;
-    std::vector<uint8_t> slice(stack.ImageBytes(0));
+    ArtMapSlices slices(stack);
     for (uint32_t m = 0; m < stack.levelCount; ++m)
     {
         Sha256 level;
         for (uint32_t j = 0; j < stack.slices[m]; ++j)
         {
-            stack.WriteTone(stack.SliceTone(m, j), m, slice.data());
+            const uint8_t* slice = slices.Slice(m, j);
             if (m != 0)
-                level.Update(slice.data(), stack.ImageBytes(m));
-            all.Update(slice.data(), stack.ImageBytes(m));
+                level.Update(slice, stack.ImageBytes(m));
+            all.Update(slice, stack.ImageBytes(m));
         }
         printf("level %u side %u slices %u sha256 %s\n", m, stack.size >> m, stack.slices[m],
                (m == 0 ? all.HexDigestSoFar() : level.HexDigest()).c_str());
