@@ -13,8 +13,8 @@
 
 #include <cstdint>
 
-#include "tam/art_map_generation.h"
 #include "hatching/volume_texture.h"
+#include "tam/art_map_generation.h"
 
 class TonalArtMap : public VolumeTexture
 {

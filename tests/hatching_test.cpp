@@ -17,8 +17,8 @@
 
 #include "hatching/procedural_texture.h"
 #include "hatching/tonal_art_map.h"
-#include "tools/tessimo-tam/sha256.h"
 #include "support/files.h"
+#include "tools/tessimo-tam/sha256.h"
 
 namespace
 {
