@@ -15,8 +15,8 @@
 
 #include <cstdint>
 
-#include "hatching/pixel_canvas.h"
 #include "resources/texture.h"
+#include "tam/pixel_canvas.h"
 
 class ProceduralTexture : public Texture, public PixelCanvas
 {

@@ -11,7 +11,7 @@ TonalArtMap::TonalArtMap()
 
 void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind)
 {
-    if (!ep_glTexImage3D)
+    if (!ep_glTexImage3D || !ep_glTexSubImage3D)
         return;
     // Each layer of the stack holds a GL name of its own that is never
     // filled and goes with the layer once the volume is on the card. The
@@ -19,11 +19,11 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
     std::vector<GLuint> layerNames(layerCount);
     glGenTextures(static_cast<GLsizei>(layerCount), layerNames.data());
 
-    ArtMapVolume volume;
-    GenerateArtMapVolume(size, layerCount, candidates, layerKind, ArtMapForm::Quick, &volume);
+    ArtMapStack stack;
+    GenerateArtMapStack(size, layerCount, candidates, layerKind, &stack);
     width = height = size;
     depth = layerCount;
-    mipLevels = volume.levelCount;
+    mipLevels = stack.levelCount;
 
     GLuint name = 0;
     glGenTextures(1, &name);
@@ -39,15 +39,23 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
     // are seldom mipmapped), move it when level 1 comes, and copy every
     // level into a new chain at the first draw: three times the upload.
     // The chain ends at levels - 1 in any case, so sampling is the same.
-    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAX_LEVEL, static_cast<GLint>(volume.levelCount) - 1);
+    glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAX_LEVEL, static_cast<GLint>(stack.levelCount) - 1);
     // The rows of the small levels (1 and 2 pixels of 3 bytes) are tight.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    for (uint32_t m = 0; m < volume.levelCount; ++m)
+    // Each level is made at its full size and then filled slice by slice
+    // from the stack, through one slice-sized image that stays in the
+    // cache and changes only where ink goes from one slice to the next: a
+    // block of a whole level (25 MB at level 0) would be written once, page
+    // by page, only to be copied by the driver.
+    ArtMapSlices slices(stack);
+    for (uint32_t m = 0; m < stack.levelCount; ++m)
     {
         GLsizei side = static_cast<GLsizei>(size >> m);
-        glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, volume.slices[m], 0, GL_RGB,
-                     GL_UNSIGNED_BYTE, volume.blocks[m].data());
-        VolumeBlock().swap(volume.blocks[m]); // release as it goes to the card
+        glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, stack.slices[m], 0, GL_RGB,
+                     GL_UNSIGNED_BYTE, nullptr);
+        for (uint32_t j = 0; j < stack.slices[m]; ++j)
+            glTexSubImage3D(GL_TEXTURE_3D, m, 0, 0, static_cast<GLint>(j), side, side, 1, GL_RGB,
+                            GL_UNSIGNED_BYTE, slices.Slice(m, j));
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glDeleteTextures(static_cast<GLsizei>(layerCount), layerNames.data());

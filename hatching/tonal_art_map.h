@@ -7,14 +7,14 @@
 //     map->Bind();                  // GL_TEXTURE_3D
 //
 // The generation itself needs no GL context: GenerateArtMapVolume
-// (hatching/art_map_generation.h) gives the exact bytes that Build hands to
+// (tam/art_map_generation.h) gives the exact bytes that Build hands to
 // GL, level by level.
 #pragma once
 
 #include <cstdint>
 
-#include "hatching/art_map_generation.h"
 #include "hatching/volume_texture.h"
+#include "tam/art_map_generation.h"
 
 class TonalArtMap : public VolumeTexture
 {

@@ -20,8 +20,8 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "hatching/art_map_generation.h"
 #include "sha256.h"
+#include "tam/art_map_generation.h"
 #include "tools/common/tool_cli.h"
 
 namespace
@@ -183,33 +183,17 @@ bool MakeFolder(const char* dir, std::string* error)
     return true;
 }
 
-// What --png collects while the tones are generated.
-struct Pictures
+bool WritePictures(const Options& o, const ArtMapStack& stack, uint32_t chosenTone,
+                   std::string* error)
 {
-    const Options* options;
-    uint32_t chosenTone;
-    std::vector<std::vector<uint8_t>> tones;        // level 0 of each tone
-    std::vector<std::vector<uint8_t>> chosenLevels; // every level of the chosen tone
-};
-
-void Collect(uint32_t tone, const PixelCanvas& layer, void* user)
-{
-    auto* p = static_cast<Pictures*>(user);
-    p->tones[tone].assign(layer.levels[0], layer.levels[0] + layer.LevelBytes(0));
-    if (tone == p->chosenTone)
-        for (uint32_t m = 0; m < layer.levelCount; ++m)
-            p->chosenLevels.emplace_back(layer.levels[m], layer.levels[m] + layer.LevelBytes(m));
-}
-
-bool WritePictures(const Pictures& p, std::string* error)
-{
-    const Options& o = *p.options;
     std::string dir = o.pngDir;
     char name[64];
+    std::vector<uint8_t> image(stack.ImageBytes(0));
     for (uint32_t t = 0; t < o.layers; ++t)
     {
         snprintf(name, sizeof name, "/tone_%03u.png", t);
-        if (!WritePng(dir + name, o.size, o.size, p.tones[t].data(), error))
+        stack.WriteTone(t, 0, image.data());
+        if (!WritePng(dir + name, o.size, o.size, image.data(), error))
             return false;
     }
     // The contact sheet: tones in rows of 16, from the lightest to the darkest.
@@ -219,23 +203,49 @@ bool WritePictures(const Pictures& p, std::string* error)
     std::vector<uint8_t> sheet(static_cast<size_t>(sheetW) * sheetH * 3, 255);
     for (uint32_t k = 0; k < o.layers; ++k)
     {
-        const std::vector<uint8_t>& tone = p.tones[o.layers - 1 - k];
+        stack.WriteTone(o.layers - 1 - k, 0, image.data());
         uint32_t x0 = (k % columns) * o.size, y0 = (k / columns) * o.size;
         for (uint32_t y = 0; y < o.size; ++y)
             memcpy(&sheet[((static_cast<size_t>(y0) + y) * sheetW + x0) * 3],
-                   &tone[static_cast<size_t>(y) * o.size * 3], o.size * 3);
+                   &image[static_cast<size_t>(y) * o.size * 3], o.size * 3);
     }
     if (!WritePng(dir + "/contact_sheet.png", sheetW, sheetH, sheet.data(), error))
         return false;
-    for (uint32_t m = 0; m < p.chosenLevels.size(); ++m)
+    for (uint32_t m = 0; m < stack.levelCount; ++m)
     {
-        snprintf(name, sizeof name, "/tone_%03u_level_%u.png", p.chosenTone, m);
-        if (!WritePng(dir + name, o.size >> m, o.size >> m, p.chosenLevels[m].data(), error))
+        snprintf(name, sizeof name, "/tone_%03u_level_%u.png", chosenTone, m);
+        stack.WriteTone(chosenTone, m, image.data());
+        if (!WritePng(dir + name, o.size >> m, o.size >> m, image.data(), error))
             return false;
     }
     return true;
 }
 
+// The digests of the volume as it goes to the card, slice by slice: the
+// volume is never held whole. Level 0 opens the volume, so its digest is
+// that of the volume so far, and its bytes are hashed once.
+void PrintDigest(const ArtMapStack& stack)
+{
+    Sha256 all;
+    ArtMapSlices slices(stack);
+    for (uint32_t m = 0; m < stack.levelCount; ++m)
+    {
+        Sha256 level;
+        for (uint32_t j = 0; j < stack.slices[m]; ++j)
+        {
+            const uint8_t* slice = slices.Slice(m, j);
+            if (m != 0)
+                level.Update(slice, stack.ImageBytes(m));
+            all.Update(slice, stack.ImageBytes(m));
+        }
+        printf("level %u side %u slices %u sha256 %s\n", m, stack.size >> m, stack.slices[m],
+               (m == 0 ? all.HexDigestSoFar() : level.HexDigest()).c_str());
+    }
+    printf("volume sha256 %s\n", all.HexDigest().c_str());
+    printf("strokes %llu\n", static_cast<unsigned long long>(stack.strokes));
+}
+
+// The same lines from the reference form's whole volume.
 void PrintDigest(const ArtMapVolume& v)
 {
     Sha256 all;
@@ -264,15 +274,20 @@ int main(int argc, char** argv)
     if (o.pngDir && !MakeFolder(o.pngDir, &error))
         return kTool.Fail(error);
 
-    Pictures pictures{&o, o.tone >= 0 ? static_cast<uint32_t>(o.tone) : o.layers / 2, {}, {}};
-    pictures.tones.resize(o.layers);
-    ArtMapVolume volume;
-    GenerateArtMapVolume(o.size, o.layers, o.candidates, o.kind,
-                         o.reference ? ArtMapForm::Reference : ArtMapForm::Quick, &volume,
-                         o.pngDir ? Collect : nullptr, &pictures);
-    if (o.digest)
+    if (o.reference)
+    {
+        ArtMapVolume volume;
+        GenerateArtMapVolume(o.size, o.layers, o.candidates, o.kind, ArtMapForm::Reference,
+                             &volume);
         PrintDigest(volume);
-    if (o.pngDir && !WritePictures(pictures, &error))
+        return kTool.Finish();
+    }
+    ArtMapStack stack;
+    GenerateArtMapStack(o.size, o.layers, o.candidates, o.kind, &stack);
+    if (o.digest)
+        PrintDigest(stack);
+    uint32_t chosenTone = o.tone >= 0 ? static_cast<uint32_t>(o.tone) : o.layers / 2;
+    if (o.pngDir && !WritePictures(o, stack, chosenTone, &error))
         return kTool.Fail(error);
     return kTool.Finish();
 }

@@ -30,11 +30,24 @@ public:
     }
     // The digest as 64 lowercase hexadecimal digits, or empty where libcrypto
     // failed; the object is spent.
-    std::string HexDigest()
+    std::string HexDigest() { return Finish(context); }
+    // The digest of what has gone in so far; more may follow.
+    std::string HexDigestSoFar() const
+    {
+        EVP_MD_CTX* copy = EVP_MD_CTX_new();
+        std::string hex;
+        if (copy && context && EVP_MD_CTX_copy_ex(copy, context))
+            hex = Finish(copy);
+        EVP_MD_CTX_free(copy);
+        return hex;
+    }
+
+private:
+    static std::string Finish(EVP_MD_CTX* c)
     {
         unsigned char digest[EVP_MAX_MD_SIZE];
         unsigned int size = 0;
-        if (!context || !EVP_DigestFinal_ex(context, digest, &size))
+        if (!c || !EVP_DigestFinal_ex(c, digest, &size))
             return std::string();
         static const char kHex[] = "0123456789abcdef";
         std::string out;
@@ -46,6 +59,5 @@ public:
         return out;
     }
 
-private:
     EVP_MD_CTX* context;
 };

@@ -10,17 +10,18 @@
 // a private generator that is never seeded: every run builds the same
 // stack, bit for bit.
 //
-//     ArtMapVolume volume;
-//     GenerateArtMapVolume(256, 128, 5, 0, ArtMapForm::Quick, &volume);
-//     // volume.blocks[m]: level m, volume.slices[m] tone images of it
+//     ArtMapStack stack;
+//     GenerateArtMapStack(256, 128, 5, 0, &stack);
+//     stack.WriteLevel(m, block);   // level m, stack.slices[m] tone images of it
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "hatching/pixel_canvas.h"
+#include "tam/pixel_canvas.h"
 
 // One tone image: an RGB image of 24 bits a pixel. Exactly (255, 255, 255)
 // is paper; everything else is ink.
@@ -62,6 +63,11 @@ public:
     // copying (the reference form). Generate always draws in black.
     void TrackInk(bool on);
 
+    // While tracking, every pixel that turns from paper to ink gets `mark`
+    // in `map` (one entry a pixel of every level, level L from
+    // levelStart[L]), and one that turns back to paper gets 0. Null for none.
+    void MarkNewInk(uint16_t* map, const size_t* levelStart, uint16_t mark);
+
     // Strokes placed by Generate since the last ResetStrokeRandom.
     static uint64_t strokesPlaced;
 
@@ -76,6 +82,9 @@ private:
     std::vector<uint32_t> inkCount; // per level, while tracking
     std::vector<uint32_t> marks;    // per pixel: the last candidate that counted it
     uint32_t stamp = 0;
+    uint16_t* inkMap = nullptr;
+    const size_t* inkMapStart = nullptr;
+    uint16_t inkMark = 0;
 };
 
 // Leaves new bytes uninitialised: every byte of a volume block is written
@@ -96,6 +105,65 @@ template <typename T> struct UninitialisedAllocator : std::allocator<T>
 };
 using VolumeBlock = std::vector<uint8_t, UninitialisedAllocator<uint8_t>>;
 
+// The whole stack in the room of one tone's chain. Generate draws only
+// black on white, so a pixel that is ink in one tone is ink in every darker
+// one: a pixel of the chain is told completely by the tone in which it
+// turned to ink. Any tone, level or slice of the volume is written from
+// that on demand, so neither the stack nor the volume needs to be held.
+struct ArtMapStack
+{
+    uint32_t size = 0;
+    uint32_t layerCount = 0;
+    uint32_t levelCount = 0;
+    std::vector<uint32_t> slices;   // per level of the volume
+    std::vector<size_t> levelStart; // per level: its first pixel in inkFrom
+    std::vector<uint16_t> inkFrom;  // per pixel: 1 + the lightest tone with ink there, 0 none
+    uint64_t strokes = 0;           // placed over every Generate
+
+    // Bytes of one RGB image of level m, and of level m of the volume.
+    size_t ImageBytes(uint32_t m) const { return size_t(size >> m) * (size >> m) * 3; }
+    size_t LevelBytes(uint32_t m) const { return ImageBytes(m) * slices[m]; }
+    // The tone that slice j of level m holds: tone j << m, and the lightest
+    // tone in the last slice.
+    uint32_t SliceTone(uint32_t m, uint32_t j) const
+    {
+        return j + 1 == slices[m] ? layerCount - 1 : j << m;
+    }
+    // Level m of tone `tone` (0 the darkest) as RGB, ImageBytes(m) bytes.
+    void WriteTone(uint32_t tone, uint32_t m, uint8_t* out) const;
+    // Level m of the volume as glTexImage3D takes it, LevelBytes(m) bytes.
+    void WriteLevel(uint32_t m, uint8_t* out) const;
+};
+
+// The slices of an ArtMapStack one after another, each written from the
+// one before into one image: going to a lighter tone, only the pixels whose
+// ink came between the two tones turn white. Slices asked for in volume
+// order (level by level, the darkest tone first) so cost little more than
+// the ink they lose; any other order rewrites the whole image.
+class ArtMapSlices
+{
+public:
+    explicit ArtMapSlices(const ArtMapStack& stack);
+    // Slice j of level m, ImageBytes(m) bytes; good until the next call.
+    const uint8_t* Slice(uint32_t m, uint32_t j);
+
+private:
+    const ArtMapStack& stack;
+    std::vector<uint8_t> image;
+    std::vector<uint32_t> byInk; // the pixels of `level`, ordered by their inkFrom value
+    std::vector<uint32_t> first; // per inkFrom value: its first entry in byInk
+    uint32_t level = UINT32_MAX;
+    uint32_t tone = 0;
+};
+
+// The generation in the form Build uses: one working layer that grows from
+// the lightest tone to the darkest, its ink counted as it is laid and its
+// candidates counted without drawing. Starts the stroke generator afresh.
+// The observer, if any, sees every finished tone's layer.
+using ToneObserver = void (*)(uint32_t tone, const PixelCanvas& layer, void* user);
+void GenerateArtMapStack(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind,
+                         ArtMapStack* stack, ToneObserver observer = nullptr, void* user = nullptr);
+
 // The bytes of the volume, level by level, as glTexImage3D takes them.
 struct ArtMapVolume
 {
@@ -109,9 +177,7 @@ struct ArtMapVolume
 
 enum class ArtMapForm
 {
-    // One working layer that grows from the lightest tone to the darkest,
-    // counted ink and candidates counted without drawing, each finished tone copied
-    // straight into the slices it belongs to. What Build uses.
+    // GenerateArtMapStack, its levels written out.
     Quick,
     // The stack as a row of layers, each a copy of the lighter one plus its
     // strokes, every candidate measured by walking its level and undone by
@@ -119,15 +185,15 @@ enum class ArtMapForm
     Reference,
 };
 
-// The whole CPU generation of Build, with no GL call. Starts the stroke
+// The whole volume at once, with no GL call (some 33 MB for the demo's
+// map: for tests and comparisons; Build and tessimo-tam write one level or
+// slice at a time from an ArtMapStack). Starts the stroke
 // generator afresh, as a new run of the program would find it.
 void GenerateArtMapVolume(uint32_t size, uint32_t layerCount, uint32_t candidates,
                           int32_t layerKind, ArtMapForm form, ArtMapVolume* volume);
 
-// Called for each finished tone (0 the darkest) with its layer, when a
-// caller wants to look at the layers themselves (every mip level of one
-// tone, say). Only with ArtMapForm::Quick; null for none.
-using ToneObserver = void (*)(uint32_t tone, const PixelCanvas& layer, void* user);
+// The observer sees each finished tone (0 the darkest) with its layer. Only
+// with ArtMapForm::Quick; null for none.
 void GenerateArtMapVolume(uint32_t size, uint32_t layerCount, uint32_t candidates,
                           int32_t layerKind, ArtMapForm form, ArtMapVolume* volume,
                           ToneObserver observer, void* user);

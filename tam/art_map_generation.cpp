@@ -1,6 +1,6 @@
-#include "hatching/art_map_generation.h"
+#include "tam/art_map_generation.h"
 
-#include "hatching/line_walk.h"
+#include "tam/line_walk.h"
 
 #include <algorithm>
 #include <cstring>
@@ -82,6 +82,13 @@ void HatchLayer::TrackInk(bool on)
         marks.assign(static_cast<size_t>(width) * height, 0);
         stamp = 0;
     }
+}
+
+void HatchLayer::MarkNewInk(uint16_t* map, const size_t* levelStart, uint16_t mark)
+{
+    inkMap = map;
+    inkMapStart = levelStart;
+    inkMark = mark;
 }
 
 void HatchLayer::CountInk()
@@ -198,17 +205,22 @@ void HatchLayer::InkStroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, u
     const uint32_t rowPixels = width >> level;
     const uint32_t maskX = rowPixels - 1, maskY = (height >> level) - 1;
     uint8_t* const base = levels[level];
+    uint16_t* const map = inkMap ? inkMap + inkMapStart[level] : nullptr;
     int32_t inkChange = 0;
     auto put = [&](uint32_t x, uint32_t y)
     {
-        uint8_t* p = base + ((y & maskY) * rowPixels + (x & maskX)) * 3;
+        uint32_t i = (y & maskY) * rowPixels + (x & maskX);
+        uint8_t* p = base + i * 3;
         if (p[0] == c0 && p[1] == c1 && p[2] == c2)
             return;
         bool wasInk = !IsPaper(p);
         p[0] = c0;
         p[1] = c1;
         p[2] = c2;
-        inkChange += static_cast<int32_t>(!IsPaper(p)) - static_cast<int32_t>(wasInk);
+        bool isInk = !IsPaper(p);
+        inkChange += static_cast<int32_t>(isInk) - static_cast<int32_t>(wasInk);
+        if (map && isInk != wasInk)
+            map[i] = isInk ? inkMark : 0;
     };
     if (brushWidth)
         BrushPixels(x1, y1, brushWidth, acrossY, put);
@@ -342,59 +354,27 @@ ToneLayer* MakeLayer(int32_t layerKind)
     return new HatchLayer;
 }
 
+// The slices of each level: layerCount >> m, at least 1.
+std::vector<uint32_t> SliceCounts(uint32_t layerCount, uint32_t levelCount)
+{
+    std::vector<uint32_t> slices;
+    for (uint32_t m = 0; m < levelCount; ++m)
+        slices.push_back(layerCount >> m ? layerCount >> m : 1);
+    return slices;
+}
+
 void SizeVolume(uint32_t size, uint32_t layerCount, ArtMapVolume* volume)
 {
     volume->size = size;
     volume->layerCount = layerCount;
     volume->levelCount = FullChainLength(size);
-    volume->slices.clear();
+    volume->slices = SliceCounts(layerCount, volume->levelCount);
     volume->blocks.clear();
     for (uint32_t m = 0; m < volume->levelCount; ++m)
     {
         uint32_t side = size >> m;
-        uint32_t slices = layerCount >> m ? layerCount >> m : 1;
-        volume->slices.push_back(slices);
-        volume->blocks.emplace_back(static_cast<size_t>(side) * side * 3 * slices);
+        volume->blocks.emplace_back(static_cast<size_t>(side) * side * 3 * volume->slices[m]);
     }
-}
-
-// Copies level m of tone `layer` into every slice of level m that takes it:
-// slice j holds tone j << m, and the last slice always the lightest tone.
-void PlaceTone(const PixelCanvas& layer, uint32_t tone, ArtMapVolume* volume)
-{
-    for (uint32_t m = 0; m < volume->levelCount; ++m)
-    {
-        uint32_t slices = volume->slices[m];
-        size_t bytes = layer.LevelBytes(m);
-        if (tone == volume->layerCount - 1)
-            memcpy(volume->blocks[m].data() + (slices - 1) * bytes, layer.levels[m], bytes);
-        if (m < 32 && (tone & ((1u << m) - 1)) == 0 && (tone >> m) + 1 < slices)
-            memcpy(volume->blocks[m].data() + (tone >> m) * bytes, layer.levels[m], bytes);
-    }
-}
-
-void GenerateQuick(uint32_t candidates, int32_t layerKind, ArtMapVolume* volume,
-                   ToneObserver observer, void* user)
-{
-    const uint32_t size = volume->size, layerCount = volume->layerCount;
-    const float step = static_cast<float>(1.0 / layerCount); // a double quotient, kept as float
-    std::unique_ptr<ToneLayer> layer(MakeLayer(layerKind));
-    layer->Allocate(size, size, 24, volume->levelCount, false);
-    layer->Fill(255, 255, 255, 255);
-    if (auto* hatch = dynamic_cast<HatchLayer*>(layer.get()))
-        hatch->TrackInk(true);
-    float tone = 0.0f;
-    for (uint32_t i = layerCount; i-- > 0;)
-    {
-        // Each darker tone is the lighter one plus strokes.
-        if (i != layerCount - 1)
-            tone += step;
-        layer->Generate(tone, 0.5f, candidates);
-        PlaceTone(*layer, i, volume);
-        if (observer)
-            observer(i, *layer, user);
-    }
-    layer->FreePixels();
 }
 
 void GenerateReference(uint32_t candidates, int32_t layerKind, ArtMapVolume* volume)
@@ -431,16 +411,120 @@ void GenerateReference(uint32_t candidates, int32_t layerKind, ArtMapVolume* vol
 
 } // namespace
 
+void GenerateArtMapStack(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind,
+                         ArtMapStack* stack, ToneObserver observer, void* user)
+{
+    ResetStrokeRandom();
+    stack->size = size;
+    stack->layerCount = layerCount;
+    stack->levelCount = FullChainLength(size);
+    stack->slices = SliceCounts(layerCount, stack->levelCount);
+    stack->levelStart.clear();
+    size_t pixels = 0;
+    for (uint32_t m = 0; m < stack->levelCount; ++m)
+    {
+        stack->levelStart.push_back(pixels);
+        pixels += static_cast<size_t>(size >> m) * (size >> m);
+    }
+    stack->inkFrom.assign(pixels, 0);
+
+    const float step = static_cast<float>(1.0 / layerCount); // a double quotient, kept as float
+    std::unique_ptr<ToneLayer> layer(MakeLayer(layerKind));
+    layer->Allocate(size, size, 24, stack->levelCount, false);
+    layer->Fill(255, 255, 255, 255);
+    auto* hatch = dynamic_cast<HatchLayer*>(layer.get());
+    if (hatch)
+        hatch->TrackInk(true);
+    float tone = 0.0f;
+    for (uint32_t i = layerCount; i-- > 0;)
+    {
+        // Each darker tone is the lighter one plus strokes; what they ink
+        // is marked with this tone.
+        if (i != layerCount - 1)
+            tone += step;
+        if (hatch)
+            hatch->MarkNewInk(stack->inkFrom.data(), stack->levelStart.data(),
+                              static_cast<uint16_t>(i + 1));
+        layer->Generate(tone, 0.5f, candidates);
+        if (observer)
+            observer(i, *layer, user);
+    }
+    layer->FreePixels();
+    stack->strokes = HatchLayer::strokesPlaced;
+}
+
+void ArtMapStack::WriteTone(uint32_t tone, uint32_t m, uint8_t* out) const
+{
+    // Ink is black and paper white, all three bytes alike; four pixels go
+    // out in one store of twelve bytes.
+    const uint16_t* from = inkFrom.data() + levelStart[m];
+    const size_t pixels = static_cast<size_t>(size >> m) * (size >> m);
+    auto byte = [&](size_t i) -> uint8_t { return from[i] > tone ? 0x00 : 0xFF; };
+    size_t i = 0;
+    for (; i + 4 <= pixels; i += 4, out += 12)
+    {
+        uint8_t a = byte(i), b = byte(i + 1), c = byte(i + 2), d = byte(i + 3);
+        const uint8_t four[12] = {a, a, a, b, b, b, c, c, c, d, d, d};
+        memcpy(out, four, 12);
+    }
+    for (; i < pixels; ++i, out += 3)
+        out[0] = out[1] = out[2] = byte(i);
+}
+
+void ArtMapStack::WriteLevel(uint32_t m, uint8_t* out) const
+{
+    for (uint32_t j = 0; j < slices[m]; ++j)
+        WriteTone(SliceTone(m, j), m, out + j * ImageBytes(m));
+}
+
+ArtMapSlices::ArtMapSlices(const ArtMapStack& s) : stack(s), image(s.ImageBytes(0)) {}
+
+const uint8_t* ArtMapSlices::Slice(uint32_t m, uint32_t j)
+{
+    const uint32_t t = stack.SliceTone(m, j);
+    const uint16_t* from = stack.inkFrom.data() + stack.levelStart[m];
+    const uint32_t pixels = (stack.size >> m) * (stack.size >> m);
+    if (m != level)
+    {
+        // The pixels of the level in buckets by the tone their ink came in.
+        first.assign(stack.layerCount + 2, 0);
+        for (uint32_t i = 0; i < pixels; ++i)
+            ++first[from[i] + 1u];
+        for (size_t v = 1; v < first.size(); ++v)
+            first[v] += first[v - 1];
+        byInk.resize(pixels);
+        std::vector<uint32_t> next(first.begin(), first.end() - 1);
+        for (uint32_t i = 0; i < pixels; ++i)
+            byInk[next[from[i]]++] = i;
+    }
+    if (m != level || t < tone)
+        stack.WriteTone(t, m, image.data());
+    else
+        // Ink is there from value tone + 1 on and, at t, from t + 1 on.
+        for (uint32_t k = first[tone + 1]; k < first[t + 1]; ++k)
+            memset(image.data() + static_cast<size_t>(byInk[k]) * 3, 0xFF, 3);
+    level = m;
+    tone = t;
+    return image.data();
+}
+
 void GenerateArtMapVolume(uint32_t size, uint32_t layerCount, uint32_t candidates,
                           int32_t layerKind, ArtMapForm form, ArtMapVolume* volume,
                           ToneObserver observer, void* user)
 {
+    if (form == ArtMapForm::Quick)
+    {
+        ArtMapStack stack;
+        GenerateArtMapStack(size, layerCount, candidates, layerKind, &stack, observer, user);
+        SizeVolume(size, layerCount, volume);
+        for (uint32_t m = 0; m < volume->levelCount; ++m)
+            stack.WriteLevel(m, volume->blocks[m].data());
+        volume->strokes = stack.strokes;
+        return;
+    }
     ResetStrokeRandom();
     SizeVolume(size, layerCount, volume);
-    if (form == ArtMapForm::Quick)
-        GenerateQuick(candidates, layerKind, volume, observer, user);
-    else
-        GenerateReference(candidates, layerKind, volume);
+    GenerateReference(candidates, layerKind, volume);
     volume->strokes = HatchLayer::strokesPlaced;
 }
 

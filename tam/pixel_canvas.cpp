@@ -1,6 +1,6 @@
-#include "hatching/pixel_canvas.h"
+#include "tam/pixel_canvas.h"
 
-#include "hatching/line_walk.h"
+#include "tam/line_walk.h"
 
 #include <cstring>
 
