@@ -1,8 +1,34 @@
 #include "hatching/tonal_art_map.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <sys/mman.h>
 #include <vector>
 
 #include "app/gl_entry_points.h"
+
+namespace
+{
+
+// A block of bytes on 2 MiB boundaries, advised as huge pages where the
+// kernel offers them on request.
+struct LevelBlock
+{
+    explicit LevelBlock(size_t bytes)
+    {
+        const size_t huge = size_t(2) << 20;
+        size_t rounded = (bytes + huge - 1) / huge * huge;
+        data = static_cast<uint8_t*>(aligned_alloc(huge, rounded));
+        if (data)
+            madvise(data, rounded, MADV_HUGEPAGE);
+    }
+    ~LevelBlock() { free(data); }
+    LevelBlock(const LevelBlock&) = delete;
+    LevelBlock& operator=(const LevelBlock&) = delete;
+    uint8_t* data = nullptr;
+};
+
+} // namespace
 
 TonalArtMap::TonalArtMap()
 {
@@ -11,7 +37,7 @@ TonalArtMap::TonalArtMap()
 
 void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates, int32_t layerKind)
 {
-    if (!ep_glTexImage3D || !ep_glTexSubImage3D)
+    if (!ep_glTexImage3D)
         return;
     // Each layer of the stack holds a GL name of its own that is never
     // filled and goes with the layer once the volume is on the card. The
@@ -42,20 +68,21 @@ void TonalArtMap::Build(uint32_t size, uint32_t layerCount, uint32_t candidates,
     glTexParameteri(GL_TEXTURE_3D, GL_TEXTURE_MAX_LEVEL, static_cast<GLint>(stack.levelCount) - 1);
     // The rows of the small levels (1 and 2 pixels of 3 bytes) are tight.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    // Each level is made at its full size and then filled slice by slice
-    // from the stack, through one slice-sized image that stays in the
-    // cache and changes only where ink goes from one slice to the next: a
-    // block of a whole level (25 MB at level 0) would be written once, page
-    // by page, only to be copied by the driver.
+    // Each level goes to the driver as one block of its slices, written
+    // from the stack slice by slice. One block serves every level (level 0
+    // is the largest, 25 MB for the demo's map), asked for in huge pages:
+    // written once and copied by the driver, it would otherwise cost a
+    // page fault every 4 KiB, which is most of the upload's own time.
+    LevelBlock block(stack.LevelBytes(0));
     ArtMapSlices slices(stack);
-    for (uint32_t m = 0; m < stack.levelCount; ++m)
+    for (uint32_t m = 0; block.data && m < stack.levelCount; ++m)
     {
         GLsizei side = static_cast<GLsizei>(size >> m);
-        glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, stack.slices[m], 0, GL_RGB,
-                     GL_UNSIGNED_BYTE, nullptr);
+        size_t bytes = stack.ImageBytes(m);
         for (uint32_t j = 0; j < stack.slices[m]; ++j)
-            glTexSubImage3D(GL_TEXTURE_3D, m, 0, 0, static_cast<GLint>(j), side, side, 1, GL_RGB,
-                            GL_UNSIGNED_BYTE, slices.Slice(m, j));
+            memcpy(block.data + j * bytes, slices.Slice(m, j), bytes);
+        glTexImage3D(GL_TEXTURE_3D, m, GL_RGB8, side, side, stack.slices[m], 0, GL_RGB,
+                     GL_UNSIGNED_BYTE, block.data);
     }
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     glDeleteTextures(static_cast<GLsizei>(layerCount), layerNames.data());
