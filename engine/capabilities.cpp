@@ -3,12 +3,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/gl_entry_points.h"
 #include "app/gl_setup.h"
 #include "app/log.h"
 #include "app/window.h"
 #include "console/console.h"
 #include "engine/engine.h"
-#include "app/gl_entry_points.h"
 #include "platform/message_box.h"
 #include "resources/screen_font.h"
 #include "resources/vertex_array_pool.h"

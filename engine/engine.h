@@ -40,4 +40,3 @@ protected:
     // The probes of Init, in their order; each sets its flag.
     void ProbeCapabilities();
 };
-

@@ -1,8 +1,8 @@
 #include "hatching/procedural_texture.h"
 
-#include "resources/engine_base.h"
 #include "app/gl_entry_points.h"
 #include "hatching/preview_state.h"
+#include "resources/engine_base.h"
 
 void ProceduralTexture::Allocate(uint32_t w, uint32_t h, uint8_t bpp, uint32_t mipLevels,
                                  bool autoMip)

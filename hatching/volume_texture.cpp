@@ -1,8 +1,8 @@
 #include "hatching/volume_texture.h"
 
-#include "resources/engine_base.h"
 #include "app/gl_entry_points.h"
 #include "hatching/preview_state.h"
+#include "resources/engine_base.h"
 
 VolumeTexture::VolumeTexture() : wrapR(GL_CLAMP)
 {

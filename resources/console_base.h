@@ -63,8 +63,7 @@ public:
     // Appends a command; the handler goes into the one field `kind` names.
     virtual void AddCommand(const char* name, CommandKind kind, CommandHandler handler) = 0;
     // Appends a variable; `target` stays the caller's storage.
-    virtual void AddVariable(const char* name, VariableType type, void* target,
-                             bool readOnly) = 0;
+    virtual void AddVariable(const char* name, VariableType type, void* target, bool readOnly) = 0;
     // Runs one line as if it had been typed.
     virtual void Execute(const char* line) = 0;
     // Appends one line to the log.

@@ -12,10 +12,10 @@
 #include "app/log.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
-#include "support/files.h"
 #include "platform/keys.h"
 #include "platform/messages.h"
 #include "platform/sound.h"
+#include "support/files.h"
 
 namespace
 {
@@ -39,18 +39,18 @@ using IniFileTest = AppTest;
 TEST_F(IniFileTest, TypedReadsAndTheSharedBuffer)
 {
     testsupport::WriteText("ini/tessimo2.ini", "[3D engine]\n"
-                                           "fullscreen = TRUE\n"
-                                           "yes=yes\n"
-                                           "one=1\n"
-                                           "width=1024px\n"
-                                           "letters=abc\n"
-                                           "hex=1F\n"
-                                           "hexneg=FFFFFFFF\n"
-                                           "f=2.5\n"
-                                           "long=" +
-                                               std::string(200, 'x') +
-                                               "\n"
-                                               "[Other]\nname=second\n");
+                                               "fullscreen = TRUE\n"
+                                               "yes=yes\n"
+                                               "one=1\n"
+                                               "width=1024px\n"
+                                               "letters=abc\n"
+                                               "hex=1F\n"
+                                               "hexneg=FFFFFFFF\n"
+                                               "f=2.5\n"
+                                               "long=" +
+                                                   std::string(200, 'x') +
+                                                   "\n"
+                                                   "[Other]\nname=second\n");
     IniFile ini;
     ini.SetFile((dir + "\\ini\\tessimo2.ini").c_str());
     ini.SetSection("3D engine");

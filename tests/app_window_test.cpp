@@ -16,10 +16,10 @@
 #include "app/log.h"
 #include "app/math.h"
 #include "app/window.h"
-#include "support/files.h"
-#include "support/message_box_capture.h"
 #include "platform/gl_window.h"
 #include "platform/messages.h"
+#include "support/files.h"
+#include "support/message_box_capture.h"
 
 namespace
 {

@@ -6,13 +6,13 @@
 #include <cstring>
 #include <vector>
 
-#include "app/window.h"
-#include "support/files.h"
-#include "support/gl_context.h"
-#include "engine/engine.h"
 #include "app/gl_entry_points.h"
+#include "app/window.h"
+#include "engine/engine.h"
 #include "hatching/procedural_texture.h"
 #include "hatching/tonal_art_map.h"
+#include "support/files.h"
+#include "support/gl_context.h"
 
 namespace
 {

@@ -9,8 +9,6 @@
 #include <string>
 #include <sys/stat.h>
 
-#include "support/files.h"
-#include "support/message_box_capture.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "platform/message_box.h"
@@ -18,6 +16,8 @@
 #include "platform/profile.h"
 #include "platform/sound.h"
 #include "platform/system_time.h"
+#include "support/files.h"
+#include "support/message_box_capture.h"
 
 namespace
 {
@@ -185,19 +185,19 @@ TEST_F(Profile, CaselessNamesTrimmedValuesDefaultsAndCut)
 {
     std::string longValue(300, 'v');
     testsupport::WriteText("Ini/test.ini", "; comment\r\n"
-                                       "garbage line without equals\n"
-                                       "orphan=before any section\n"
-                                       "[ 3D Engine ]\r\n"
-                                       "  Window_Width =  1024  \r\n"
-                                       "title = \"quoted text\"\n"
-                                       "empty=\n"
-                                       "[unterminated\n"
-                                       "long=" +
-                                           longValue +
-                                           "\n"
-                                           "[Sound]\n"
-                                           "window_width=7\n"
-                                           "last=no newline");
+                                           "garbage line without equals\n"
+                                           "orphan=before any section\n"
+                                           "[ 3D Engine ]\r\n"
+                                           "  Window_Width =  1024  \r\n"
+                                           "title = \"quoted text\"\n"
+                                           "empty=\n"
+                                           "[unterminated\n"
+                                           "long=" +
+                                               longValue +
+                                               "\n"
+                                               "[Sound]\n"
+                                               "window_width=7\n"
+                                               "last=no newline");
     EXPECT_EQ(Read("3d engine", "WINDOW_WIDTH", "800"), "1024");
     EXPECT_EQ(Read("3D engine", "title", ""), "quoted text");
     EXPECT_EQ(Read("3D engine", "empty", "dflt"), "");

@@ -115,8 +115,11 @@ void EndProgram(pid_t pid, Ending how)
     Display* dpy = XOpenDisplay(nullptr);
     ASSERT_NE(dpy, nullptr);
     Window win = 0;
-    ASSERT_TRUE(
-        WaitFor([&] { return (win = testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), kTitle)) != 0; }, 10))
+    ASSERT_TRUE(WaitFor(
+        [&] {
+            return (win = testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), kTitle)) != 0;
+        },
+        10))
         << "the program's window never appeared";
     if (how == Ending::CloseButton)
     {
@@ -324,8 +327,9 @@ TEST_F(ProgramRun, SigtermClosesAnOpenBoxWithItsDefaultAnswer)
     pid_t pid = StartProgram(dir, "dummy", {{"TESSIMO_HEADLESS", ""}});
     Display* dpy = XOpenDisplay(nullptr);
     ASSERT_NE(dpy, nullptr);
-    EXPECT_TRUE(
-        WaitFor([&] { return testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; }, 30))
+    EXPECT_TRUE(WaitFor(
+        [&] { return testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), "Ruvo GL") != 0; },
+        30))
         << "the box never appeared";
     XCloseDisplay(dpy);
     kill(pid, SIGTERM);
