@@ -69,12 +69,7 @@ inline pid_t StartCommand(const std::string& dir, const std::vector<std::string>
         setenv("TESSIMO_HEADLESS", "1", 1);
         if (FILE* out = freopen("output.txt", "w", stdout))
             dup2(fileno(out), 2);
-        std::vector<char*> argv;
-        for (const std::string& arg : command)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
+        ExecCommand(command);
     }
     return pid;
 }

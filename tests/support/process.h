@@ -24,6 +24,18 @@ inline std::string Env(const char* name)
     return v ? v : "";
 }
 
+// In a child after fork: replaces it with command[0], given the whole
+// command as its arguments; a command that can't run ends it with 127.
+[[noreturn]] inline void ExecCommand(const std::vector<std::string>& command)
+{
+    std::vector<char*> argv;
+    for (const std::string& arg : command)
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+}
+
 // Starts TESSIMO_RUN_DIR/tessimo2 in `dir` (the current folder when empty)
 // with the given SDL audio driver; message boxes go to standard error
 // instead of waiting for a click. `env` is applied last: each variable set,
@@ -108,12 +120,7 @@ inline ToolRun RunTool(const std::vector<std::string>& command, const std::strin
         int fd = stdoutPath.empty() ? fileno(out) : open(stdoutPath.c_str(), O_WRONLY);
         dup2(fd, 1);
         dup2(fileno(err), 2);
-        std::vector<char*> argv;
-        for (const std::string& arg : command)
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
+        ExecCommand(command);
     }
     ToolRun run;
     run.status = WaitExit(pid, 300);
