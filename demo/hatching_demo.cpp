@@ -13,6 +13,7 @@
 #include "platform/keys.h"
 #include "platform/path_map.h"
 #include "resources/console_base.h"
+#include "resources/registries.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
 #include "resources/vertex_array_pool.h"
@@ -96,6 +97,7 @@ HatchingDemo::HatchingDemo(const char* diskModel)
 
 HatchingDemo::~HatchingDemo()
 {
+    RemoveResourceListener(HandArtMapOn, this);
     delete light;
     delete frustum;
     delete camera;
@@ -129,6 +131,7 @@ bool HatchingDemo::Init()
     artMap = new TonalArtMap;
     artMap->Build(kArtMapSize, kArtMapTones, kArtMapCandidates, kArtMapHatching);
     GiveArtMapToHatching();
+    AddResourceListener(HandArtMapOn, this);
 
     lightHeight = 40.0f;
     ReportMissingData();
@@ -160,6 +163,16 @@ void HatchingDemo::GiveArtMapToHatching()
     Shader* hatching = FindShader(kHatchingShader);
     if (hatching && hatching->stageCount > 0)
         hatching->stages[0].texture = artMap;
+}
+
+// A "Hatching" deleted and added again from the console gets the map too.
+// (The shader in hand is used: the registry's position stays where it is.)
+void HatchingDemo::HandArtMapOn(ResourceEvent event, ResourceKind kind, void* object, void* user)
+{
+    Shader* shader = static_cast<Shader*>(object);
+    if (event == ResourceEvent::Added && kind == ResourceKind::Shader &&
+        strcmp(shader->name, kHatchingShader) == 0 && shader->stageCount > 0)
+        shader->stages[0].texture = static_cast<HatchingDemo*>(user)->artMap;
 }
 
 void HatchingDemo::ReportMissingData()

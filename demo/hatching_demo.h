@@ -24,6 +24,7 @@
 #include <cstdint>
 
 #include "engine/engine.h"
+#include "resources/registries.h"
 
 class Camera;
 class Frustum;
@@ -69,6 +70,7 @@ public:
 private:
     void TurnFirstMesh();
     void GiveArtMapToHatching();
+    static void HandArtMapOn(ResourceEvent event, ResourceKind kind, void* object, void* user);
     void DrawOverlay();
     void ReportMissingData();
 };
