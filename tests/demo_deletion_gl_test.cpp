@@ -120,11 +120,17 @@ TEST(DemoDeletion, NothingDrawsWithWhatIsDestroyedAndTheMaterialComesBack)
     demo.Frame();
     demo.Frame();
 
-    // The orderly end: nothing listed but the checkerboard.
+    // A display mode switch whose new context couldn't be made leaves none
+    // current; textures loaded then must not reach GLU.
+    g_window->Destroy();
+    console->Execute("r_reloadtextures");
+    console->Execute("r_addtexture tga\\Font.tga");
+
+    // The orderly end: nothing listed but the checkerboard and the glyphs.
     demo.Stop();
     EXPECT_EQ(
         LastLines(testsupport::ReadText(demo.folder + "/console.log"), 3),
-        (std::vector<std::string>{"> 0 shaders have been deleted", "> 1 textures have been deleted",
+        (std::vector<std::string>{"> 0 shaders have been deleted", "> 2 textures have been deleted",
                                   "> 0 vertex program have been deleted"}));
     // Off their lists, the two are nobody's.
     delete again;
