@@ -13,6 +13,7 @@
 #include "hatching/tonal_art_map.h"
 #include "platform/keys.h"
 #include "resources/console_base.h"
+#include "resources/registries.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
 #include "resources/vertex_array_pool.h"
@@ -99,6 +100,7 @@ HatchingDemo::HatchingDemo(const char* diskModel)
 
 HatchingDemo::~HatchingDemo()
 {
+    RemoveResourceListener(HandArtMapOn, this);
     delete light;
     delete frustum;
     delete camera;
@@ -136,6 +138,7 @@ bool HatchingDemo::Init()
         artMap = new TonalArtMap;
         artMap->Build(kArtMapSize, kArtMapTones, kArtMapCandidates, kArtMapHatching);
         GiveArtMapToHatching();
+        AddResourceListener(HandArtMapOn, this);
     }
 
     lightHeight = 40.0f;
@@ -168,6 +171,16 @@ void HatchingDemo::GiveArtMapToHatching()
     Shader* hatching = FindShader(kHatchingShader);
     if (hatching && hatching->stageCount > 0)
         hatching->stages[0].texture = artMap;
+}
+
+// A "Hatching" deleted and added again from the console gets the map too.
+// (The shader in hand is used: the registry's position stays where it is.)
+void HatchingDemo::HandArtMapOn(ResourceEvent event, ResourceKind kind, void* object, void* user)
+{
+    Shader* shader = static_cast<Shader*>(object);
+    if (event == ResourceEvent::Added && kind == ResourceKind::Shader &&
+        strcmp(shader->name, kHatchingShader) == 0 && shader->stageCount > 0)
+        shader->stages[0].texture = static_cast<HatchingDemo*>(user)->artMap;
 }
 
 void HatchingDemo::ReportMissingData()

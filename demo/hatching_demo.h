@@ -28,6 +28,7 @@
 #include <cstdint>
 
 #include "engine/engine.h"
+#include "resources/registries.h"
 
 class Camera;
 class Frustum;
@@ -77,6 +78,7 @@ public:
 private:
     void TurnFirstMesh();
     void GiveArtMapToHatching();
+    static void HandArtMapOn(ResourceEvent event, ResourceKind kind, void* object, void* user);
     void DrawOverlay();
     void ReportMissingData();
 };

@@ -9,11 +9,12 @@
 // other two through AddTexture and AddVertexProgram.
 //
 // Deleting what is still in use is made safe here: before an object is
-// destroyed, the current pointers, the shaders' stages and programs and the
-// font stop pointing at it, and the release listeners hear of it.
+// destroyed, the current pointers, the stages and programs of every shader
+// alive and the font stop pointing at it, and the listeners hear of it.
 #include "resources/registries.h"
 
 #include <cstring>
+#include <vector>
 
 #include "resources/console_base.h"
 #include "resources/engine_base.h"
@@ -28,18 +29,24 @@ namespace
 
 struct Listener
 {
-    ResourceReleaseListener function;
+    ResourceListener function;
     void* user;
 };
 
-constexpr int kMaxListeners = 16;
-Listener listeners[kMaxListeners];
-int listenerCount = 0;
-
-void TellListeners(ResourceKind kind, void* object)
+// Never destroyed: the engine may be deleted by an exit handler, after
+// the statics made since its registration are gone.
+std::vector<Listener>& Listeners()
 {
-    for (int i = 0; i < listenerCount; ++i)
-        listeners[i].function(kind, object, listeners[i].user);
+    static std::vector<Listener>* listeners = new std::vector<Listener>;
+    return *listeners;
+}
+
+// A copy is walked, so that a listener may register or leave meanwhile.
+void TellListeners(ResourceEvent event, ResourceKind kind, void* object)
+{
+    const std::vector<Listener> listeners = Listeners();
+    for (const Listener& listener : listeners)
+        listener.function(event, kind, object, listener.user);
 }
 
 template <class T> T* At(const ResourceListNode* node)
@@ -73,37 +80,38 @@ int32_t ListNames(ResourceList* list, ResourceListNode*& cursor, ConsoleBase* co
 
 } // namespace
 
-bool AddResourceReleaseListener(ResourceReleaseListener listener, void* user)
+bool AddResourceListener(ResourceListener listener, void* user)
 {
-    if (!listener || listenerCount == kMaxListeners)
+    if (!listener)
         return false;
-    listeners[listenerCount++] = {listener, user};
+    Listeners().push_back({listener, user});
     return true;
 }
 
-void RemoveResourceReleaseListener(ResourceReleaseListener listener, void* user)
+void RemoveResourceListener(ResourceListener listener, void* user)
 {
-    for (int i = 0; i < listenerCount; ++i)
+    std::vector<Listener>& listeners = Listeners();
+    for (size_t i = 0; i < listeners.size(); ++i)
         if (listeners[i].function == listener && listeners[i].user == user)
         {
-            listeners[i] = listeners[--listenerCount];
+            listeners.erase(listeners.begin() + static_cast<std::ptrdiff_t>(i));
             return;
         }
 }
 
 // --- Letting go of an object about to be destroyed -------------------------
-// The walks over the shaders here use a position of their own: they may run
-// while a registry operation holds the shared one.
+// Textures and programs are let go of by every shader alive, not only the
+// listed ones: a removed shader goes on drawing for whoever holds it.
 
 static void ForgetTexture(EngineBase* e, Texture* texture)
 {
     if (e->currentTexture == texture)
         e->currentTexture = nullptr;
-    for (ResourceListNode* n = e->shaders->First(); n; n = e->shaders->Next(n))
-        for (ShaderStage& stage : At<Shader>(n)->stages)
+    for (Shader* shader = Shader::FirstLive(); shader; shader = shader->NextLive())
+        for (ShaderStage& stage : shader->stages)
             if (stage.texture == texture)
                 stage.texture = nullptr;
-    TellListeners(ResourceKind::Texture, texture);
+    TellListeners(ResourceEvent::Released, ResourceKind::Texture, texture);
 }
 
 static void ForgetShader(EngineBase* e, Shader* shader)
@@ -112,23 +120,20 @@ static void ForgetShader(EngineBase* e, Shader* shader)
         e->currentShader = nullptr;
     if (e->font && e->font->shader == shader)
         e->font->shader = nullptr;
-    TellListeners(ResourceKind::Shader, shader);
+    TellListeners(ResourceEvent::Released, ResourceKind::Shader, shader);
 }
 
 static void ForgetVertexProgram(EngineBase* e, VertexProgram* program)
 {
     if (e->currentVertexProgram == program)
         e->currentVertexProgram = nullptr;
-    for (ResourceListNode* n = e->shaders->First(); n; n = e->shaders->Next(n))
-    {
-        Shader* shader = At<Shader>(n);
+    for (Shader* shader = Shader::FirstLive(); shader; shader = shader->NextLive())
         if (shader->vertexProgram == program)
         {
             shader->vertexProgram = nullptr;
             shader->hasVertexProgram = false;
         }
-    }
-    TellListeners(ResourceKind::VertexProgram, program);
+    TellListeners(ResourceEvent::Released, ResourceKind::VertexProgram, program);
 }
 
 // --- Textures ----------------------------------------------------------------
@@ -247,7 +252,8 @@ int32_t EngineBase::ReloadTextures()
 
 // --- Shaders -----------------------------------------------------------------
 
-// Never null: a name without a section gives a shader of defaults.
+// Never null: a name without a section gives a shader of defaults. A new
+// one is announced, so that meshes that lost a shader of that name find it.
 Shader* EngineBase::AddShader(const char* name)
 {
     if (Shader* found = FindShader(name))
@@ -255,6 +261,7 @@ Shader* EngineBase::AddShader(const char* name)
     Shader* shader = new Shader(name);
     shader->Load(shaderDefinitions);
     shaders->Append(shader);
+    TellListeners(ResourceEvent::Added, ResourceKind::Shader, shader);
     return shader;
 }
 

@@ -3,15 +3,18 @@
 // Stages, shaders, meshes and the font hold plain pointers into the
 // registries, and the console can delete what they point at. Before a
 // registry destroys an object it clears the pointers it knows of (the
-// current texture, shader and program, the stages' textures, the shaders'
-// programs, the font's shader) and then calls every listener registered
-// here, so that holders above this layer (a mesh's shader) can let go too.
+// current texture, shader and program, the stages' textures and the
+// programs of every shader alive, listed or not, the font's shader) and then
+// calls every listener registered here with Released, so that holders above
+// this layer (a mesh's shader) can let go too. A shader that AddShader makes
+// anew is announced with Added once it is loaded and listed, so that a
+// holder that lost one of that name can take it up again.
 //
-//     void ForgetShader(ResourceKind kind, void* object, void* user)
+//     void FollowShaders(ResourceEvent event, ResourceKind kind, void* object, void* user)
 //     {
-//         if (kind == ResourceKind::Shader) static_cast<MeshSet*>(user)->Forget(object);
+//         if (kind == ResourceKind::Shader) static_cast<MeshSet*>(user)->Follow(event, object);
 //     }
-//     AddResourceReleaseListener(ForgetShader, meshSet);
+//     AddResourceListener(FollowShaders, meshSet);
 #pragma once
 
 enum class ResourceKind
@@ -21,9 +24,16 @@ enum class ResourceKind
     VertexProgram,
 };
 
-typedef void (*ResourceReleaseListener)(ResourceKind kind, void* object, void* user);
+enum class ResourceEvent
+{
+    Released, // about to be destroyed; still readable
+    Added,    // new on its list
+};
 
-// At most 16 listeners; a seventeenth is refused (false). The same pair
-// registered twice is called twice.
-bool AddResourceReleaseListener(ResourceReleaseListener listener, void* user);
-void RemoveResourceReleaseListener(ResourceReleaseListener listener, void* user);
+typedef void (*ResourceListener)(ResourceEvent event, ResourceKind kind, void* object, void* user);
+
+// As many listeners as memory holds; false only for a null function. The
+// same pair registered twice is called twice. A listener may add or remove
+// listeners while it is called: those take effect from the next event.
+bool AddResourceListener(ResourceListener listener, void* user);
+void RemoveResourceListener(ResourceListener listener, void* user);

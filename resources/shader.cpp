@@ -93,8 +93,15 @@ void Material::Apply()
 
 void Material::ReservedMaterialOperation() {}
 
-Shader::Shader(const char* shaderName) : vertexProgram(nullptr), material(nullptr), stageCount(0)
+Shader* Shader::liveFirst = nullptr;
+Shader* Shader::liveLast = nullptr;
+
+Shader::Shader(const char* shaderName)
+    : vertexProgram(nullptr), material(nullptr), stageCount(0), livePrevious(liveLast),
+      liveNext(nullptr)
 {
+    (liveLast ? liveLast->liveNext : liveFirst) = this;
+    liveLast = this;
     for (ShaderStage& stage : stages)
     {
         stage.texture = nullptr;
@@ -111,6 +118,8 @@ Shader::Shader(const char* shaderName) : vertexProgram(nullptr), material(nullpt
 Shader::~Shader()
 {
     ReleaseMaterial();
+    (livePrevious ? livePrevious->liveNext : liveFirst) = liveNext;
+    (liveNext ? liveNext->livePrevious : liveLast) = livePrevious;
 }
 
 void Shader::ReleaseMaterial()

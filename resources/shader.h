@@ -91,6 +91,11 @@ public:
     // Frees the material. Textures and the vertex program belong to their
     // registries.
     virtual ~Shader();
+    // Every shader alive, listed or not, oldest first: one taken off its
+    // list lives on in the font, a mesh or the current shader, and must
+    // still let go of a texture or program that is destroyed.
+    static Shader* FirstLive() { return liveFirst; }
+    Shader* NextLive() const { return liveNext; }
     Shader(const Shader&) = delete;
     Shader& operator=(const Shader&) = delete;
 
@@ -123,6 +128,11 @@ public:
     uint32_t blendDst;
 
 private:
+    static Shader* liveFirst;
+    static Shader* liveLast;
+    Shader* livePrevious;
+    Shader* liveNext;
+
     void LoadStage(IniFile& definitions, IniFile& tokens, ShaderStage& stage);
     void ApplyCulling();
     void ApplyDepth();

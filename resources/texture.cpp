@@ -131,6 +131,11 @@ void Texture::BuildMipmaps(uint32_t internalFormat, uint32_t imageWidth, uint32_
 {
     // Our images have tight rows; a row of 3-byte pixels needn't end on a
     // 4-byte boundary. The caller's alignment comes back afterwards.
+    // GLU reads the version string first and takes a null one for text:
+    // with no context current (a display mode switch whose new context
+    // couldn't be made) there is nothing to build into anyway.
+    if (!glGetString(GL_VERSION))
+        return;
     GLint alignment = 4;
     glGetIntegerv(GL_UNPACK_ALIGNMENT, &alignment);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);

@@ -542,6 +542,7 @@ bool Mesh::Load(FileBuffer* file)
 
     problem = NoProblem;
     shader = g_engine->AddShader(shaderName);
+    lostShader[0] = '\0';
     transform.m[3] = place[0];
     transform.m[7] = place[1];
     transform.m[11] = place[2];

@@ -85,6 +85,9 @@ public:
     uint32_t faceCount = 0;
     uint32_t* indices = nullptr;
     Shader* shader = nullptr;
+    // The name of the shader the registry deleted under this mesh (empty
+    // while it has one): the next shader of that name added is taken up.
+    char lostShader[256] = {};
     float* positions = nullptr;
     float* texCoords = nullptr;
     float* normals = nullptr;

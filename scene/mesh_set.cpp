@@ -1,9 +1,13 @@
 #include "scene/mesh_set.h"
 
+#include <cstdio>
+#include <cstring>
+
 #include "archive/file_buffer.h"
 #include "resources/console_base.h"
 #include "resources/engine_base.h"
 #include "resources/registries.h"
+#include "resources/shader.h"
 
 namespace
 {
@@ -27,27 +31,41 @@ namespace
 {
 
 // A shader leaving its registry (the console can delete one at any time)
-// must not stay behind in the meshes that draw with it.
-void ForgetShader(ResourceKind kind, void* object, void* user)
+// must not stay behind in the meshes that draw with it; they keep its name,
+// and take up the next shader of that name that is added.
+void FollowShaders(ResourceEvent event, ResourceKind kind, void* object, void* user)
 {
     if (kind != ResourceKind::Shader)
         return;
+    Shader* shader = static_cast<Shader*>(object);
     MeshContainer* container = static_cast<MeshContainer*>(user);
     for (uint32_t i = 0; i < container->meshCount; ++i)
-        if (container->meshes[i].shader == object)
-            container->meshes[i].shader = nullptr;
+    {
+        Mesh& mesh = container->meshes[i];
+        if (event == ResourceEvent::Released && mesh.shader == shader)
+        {
+            snprintf(mesh.lostShader, sizeof mesh.lostShader, "%s", shader->name);
+            mesh.shader = nullptr;
+        }
+        else if (event == ResourceEvent::Added && !mesh.shader && mesh.lostShader[0] &&
+                 strcmp(mesh.lostShader, shader->name) == 0)
+        {
+            mesh.shader = shader;
+            mesh.lostShader[0] = '\0';
+        }
+    }
 }
 
 } // namespace
 
 MeshContainer::MeshContainer()
 {
-    AddResourceReleaseListener(ForgetShader, this);
+    AddResourceListener(FollowShaders, this);
 }
 
 MeshContainer::~MeshContainer()
 {
-    RemoveResourceReleaseListener(ForgetShader, this);
+    RemoveResourceListener(FollowShaders, this);
     delete[] meshes;
     meshes = nullptr;
     meshCount = 0;

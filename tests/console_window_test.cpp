@@ -128,7 +128,9 @@ std::vector<std::string> Lines(const std::string& text)
 // result; "{what}" a listing: names, one a line, then "> N what listed"
 // with N their count. The font's glyphs are the one texture every run loads. A texture taken off
 // the list lives on for its shader, and its name then loads a second one, which can be deleted and
-// loaded again; whatever the shaders asked for comes back after the mode switch.
+// loaded again; whatever the shaders asked for comes back after the mode switch. The font's
+// shader taken off the list keeps drawing after its texture is deleted, and the model's material
+// deleted and added again is taken up by the meshes.
 const char* const kTranscript = R"(c_aperture 5
 > c_aperture is equal to 5
 c_aperture 0
@@ -207,6 +209,14 @@ r_delshader Paper
 > shader <Paper> deleted
 r_removeshader Paper
 > shader <Paper> not found
+r_removeshader Font
+> shader <Font> has been removed from list
+r_deltexture tga\Font.tga
+> texture <tga\Font.tga> deleted
+r_delshader Hatching
+> shader <Hatching> deleted
+r_addshader Hatching
+> shader <Hatching> has been added to the list
 r_reloadshaders
 ~> \d+ shaders reloaded
 help

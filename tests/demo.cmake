@@ -38,3 +38,7 @@ if(TESSIMO_SANITIZE)
   set_tests_properties(demo_shot_sanitized PROPERTIES LABELS sanitize TIMEOUT 600
     ENVIRONMENT "LD_PRELOAD=${preload};SDL_AUDIODRIVER=dummy;UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/demo_lsan.supp:print_suppressions=0")
 endif()
+tessimo_test(demo_deletion_gl_test LABEL gl
+  SOURCES demo_deletion_gl_test.cpp
+  LIBS tessimo_demo)
+add_dependencies(demo_deletion_gl_test tessimo_data)

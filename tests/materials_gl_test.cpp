@@ -352,10 +352,12 @@ TEST_F(MaterialsGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     // Deleting what is in use: the stages, the current pointers and the
     // font let go, and the listeners hear of it.
     std::vector<std::pair<ResourceKind, void*>> heard;
-    auto listener = [](ResourceKind kind, void* object, void* user) {
-        static_cast<decltype(heard)*>(user)->push_back({kind, object});
+    auto listener = [](ResourceEvent event, ResourceKind kind, void* object, void* user)
+    {
+        if (event == ResourceEvent::Released)
+            static_cast<decltype(heard)*>(user)->push_back({kind, object});
     };
-    ASSERT_TRUE(AddResourceReleaseListener(listener, &heard));
+    ASSERT_TRUE(AddResourceListener(listener, &heard));
     engine->SetShader(glass);
     engine->SetTexture(a);
     engine->DeleteTextureByName("tga\\a.tga");
@@ -372,7 +374,7 @@ TEST_F(MaterialsGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     engine->font->Print(0, 20, "x");
     EXPECT_NE(engine->font->shader, nullptr);
     EXPECT_EQ(engine->FindShader("Font"), engine->font->shader);
-    RemoveResourceReleaseListener(listener, &heard);
+    RemoveResourceListener(listener, &heard);
     ASSERT_EQ(heard.size(), 3u);
     EXPECT_EQ(heard[0], std::make_pair(ResourceKind::Texture, static_cast<void*>(a)));
     EXPECT_EQ(heard[2], std::make_pair(ResourceKind::Shader, static_cast<void*>(font)));

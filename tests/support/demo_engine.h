@@ -1,0 +1,110 @@
+// The real demo inside the calling process, for gl suites and the engine
+// fuzzer: the program's start-up (settings, window on SDL's offscreen
+// driver, GL defaults, sound on the dummy driver) in a copy of the built run
+// folder, HatchingDemo's Init, and frames on a stepped clock, one tick of
+// 1/60 s a frame after the first, as tessimo-shot runs them.
+//
+//     testsupport::DemoEngine demo;
+//     if (demo.Start(runDir, 160, 120)) { demo.Frame(); ... }   // g_engine is the demo
+//     demo.Stop();                                               // or the destructor
+#pragma once
+
+#include <GL/gl.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "app/window.h"
+#include "demo/hatching_demo.h"
+#include "demo/program.h"
+#include "platform/counter.h"
+#include "platform/messages.h"
+#include "platform/sound.h"
+
+namespace testsupport
+{
+
+class DemoEngine
+{
+public:
+    static constexpr int64_t kFrequency = 60000000;
+    static constexpr int64_t kTick = kFrequency / 60;
+
+    DemoEngine() = default;
+    ~DemoEngine() { Stop(); }
+    DemoEngine(const DemoEngine&) = delete;
+    DemoEngine& operator=(const DemoEngine&) = delete;
+
+    // Copies ini/ and data.rar of `run` into a fresh folder under `base`,
+    // enters it and starts the demo there (`make`, when given, makes the
+    // one to start: the engine finds its files in the folder it is made
+    // in). False when the folder can't be made.
+    bool Start(const std::string& run, const std::string& base, int32_t width, int32_t height,
+               HatchingDemo* (*make)() = nullptr)
+    {
+        std::string pattern = base + "/demoXXXXXX";
+        std::vector<char> path(pattern.begin(), pattern.end());
+        path.push_back(0);
+        if (!mkdtemp(path.data()))
+            return false;
+        folder = path.data();
+        std::string copy = "cp -r '" + run + "/ini' '" + run + "/data.rar' '" + folder + "/'";
+        if (system(copy.c_str()) != 0 || chdir(folder.c_str()) != 0)
+            return false;
+        setenv("SDL_VIDEODRIVER", "offscreen", 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
+        setenv("TESSIMO_HEADLESS", "1", 1);
+        UseManualCounter(kFrequency, 10 * kFrequency, 0);
+        ProgramOptions options;
+        options.width = width;
+        options.height = height;
+        options.forceWindowed = true;
+        StartProgram(options);
+        g_engine = make ? make() : new HatchingDemo;
+        g_engine->Init();
+        return true;
+    }
+
+    // One frame on the stepped clock; the back buffer is left unswapped
+    // until the next Frame, so that it can be read.
+    bool Frame()
+    {
+        if (frames > 0)
+            g_window->Swap();
+        SetManualCounter(10 * kFrequency + frames * kTick);
+        ++frames;
+        return g_engine->Frame();
+    }
+
+    // The back buffer, RGB, bottom row first.
+    std::vector<uint8_t> ReadFrame() const
+    {
+        std::vector<uint8_t> rgb(static_cast<size_t>(g_window->width) * g_window->height * 3);
+        glPixelStorei(GL_PACK_ALIGNMENT, 1);
+        glReadBuffer(GL_BACK);
+        glReadPixels(0, 0, g_window->width, g_window->height, GL_RGB, GL_UNSIGNED_BYTE, rgb.data());
+        return rgb;
+    }
+
+    // The engine's orderly end (its console saves console.log), then the
+    // window and the sound; the folder is left for a look afterwards.
+    void Stop()
+    {
+        if (!g_engine)
+            return;
+        delete g_engine;
+        g_engine = nullptr;
+        g_window->Destroy();
+        FSOUND_Close();
+        ClearMessageQueue();
+        UseSystemCounter();
+    }
+
+    std::string folder;
+    int64_t frames = 0;
+};
+
+} // namespace testsupport
