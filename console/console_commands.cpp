@@ -181,75 +181,92 @@ const char* WindowedMode()
 }
 
 // ---------------------------------------------------------------------------
-// Textures
+// Textures and shaders: the same five commands over either registry, each
+// with the registry's operations and its own result lines.
 
-const char* AddTexture(const char* name)
+struct RegistryCommands
 {
-    Texture* texture = g_engine ? g_engine->AddTexture(name, GL_REPEAT, GL_REPEAT, GL_LINEAR,
-                                                       GL_LINEAR_MIPMAP_NEAREST)
-                                : nullptr;
-    return Say(texture ? consoletext::kTextureAdded : consoletext::kTextureNotAdded, name);
+    bool (*add)(EngineBase* engine, const char* name);
+    bool (*find)(EngineBase* engine, const char* name);
+    void (*remove)(EngineBase* engine, const char* name);
+    void (*del)(EngineBase* engine, const char* name);
+    int32_t (*list)(EngineBase* engine);
+    int32_t (*reload)(EngineBase* engine);
+    const char* added;
+    const char* notAdded;
+    const char* deleted;
+    const char* removed;
+    const char* notFound;
+    const char* listed;
+    const char* reloaded;
+};
+
+constexpr RegistryCommands kTextures = {
+    [](EngineBase* e, const char* name)
+    {
+        return e->AddTexture(name, GL_REPEAT, GL_REPEAT, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST) !=
+               nullptr;
+    },
+    [](EngineBase* e, const char* name) { return e->FindTexture(name) != nullptr; },
+    [](EngineBase* e, const char* name) { e->RemoveTextureByName(name); },
+    [](EngineBase* e, const char* name) { e->DeleteTextureByName(name); },
+    [](EngineBase* e) { return e->ListTextures(); },
+    [](EngineBase* e) { return e->ReloadTextures(); },
+    consoletext::kTextureAdded,
+    consoletext::kTextureNotAdded,
+    consoletext::kTextureDeleted,
+    consoletext::kTextureRemoved,
+    consoletext::kTextureNotFound,
+    consoletext::kTexturesListed,
+    consoletext::kTexturesReloaded,
+};
+
+constexpr RegistryCommands kShaders = {
+    [](EngineBase* e, const char* name) { return e->AddShader(name) != nullptr; },
+    [](EngineBase* e, const char* name) { return e->FindShader(name) != nullptr; },
+    [](EngineBase* e, const char* name) { e->RemoveShaderByName(name); },
+    [](EngineBase* e, const char* name) { e->DeleteShaderByName(name); },
+    [](EngineBase* e) { return e->ListShaders(); },
+    [](EngineBase* e) { return e->ReloadShaders(); },
+    consoletext::kShaderAdded,
+    consoletext::kShaderNotAdded,
+    consoletext::kShaderDeleted,
+    consoletext::kShaderRemoved,
+    consoletext::kShaderNotFound,
+    consoletext::kShadersListed,
+    consoletext::kShadersReloaded,
+};
+
+template <const RegistryCommands& R> const char* Add(const char* name)
+{
+    bool added = g_engine && R.add(g_engine, name);
+    return Say(added ? R.added : R.notAdded, name);
 }
 
-const char* DeleteTexture(const char* name)
+template <const RegistryCommands& R> const char* Delete(const char* name)
 {
-    if (!g_engine || !g_engine->FindTexture(name))
-        return Say(consoletext::kTextureNotFound, name);
-    g_engine->DeleteTextureByName(name);
-    return Say(consoletext::kTextureDeleted, name);
+    if (!g_engine || !R.find(g_engine, name))
+        return Say(R.notFound, name);
+    R.del(g_engine, name);
+    return Say(R.deleted, name);
 }
 
-const char* RemoveTexture(const char* name)
+template <const RegistryCommands& R> const char* Remove(const char* name)
 {
-    if (!g_engine || !g_engine->FindTexture(name))
-        return Say(consoletext::kTextureNotFound, name);
-    g_engine->RemoveTextureByName(name);
-    return Say(consoletext::kTextureRemoved, name);
+    if (!g_engine || !R.find(g_engine, name))
+        return Say(R.notFound, name);
+    R.remove(g_engine, name);
+    return Say(R.removed, name);
 }
 
-const char* ListTextures()
+template <const RegistryCommands& R> const char* List()
 {
-    return Say(consoletext::kTexturesListed, g_engine ? g_engine->ListTextures() : 0);
+    return Say(R.listed, g_engine ? R.list(g_engine) : 0);
 }
 
-const char* ReloadTextures()
+template <const RegistryCommands& R> const char* Reload()
 {
-    return Say(consoletext::kTexturesReloaded, g_engine ? g_engine->ReloadTextures() : 0);
-}
-
-// ---------------------------------------------------------------------------
-// Shaders
-
-const char* AddShader(const char* name)
-{
-    Shader* shader = g_engine ? g_engine->AddShader(name) : nullptr;
-    return Say(shader ? consoletext::kShaderAdded : consoletext::kShaderNotAdded, name);
-}
-
-const char* DeleteShader(const char* name)
-{
-    if (!g_engine || !g_engine->FindShader(name))
-        return Say(consoletext::kShaderNotFound, name);
-    g_engine->DeleteShaderByName(name);
-    return Say(consoletext::kShaderDeleted, name);
-}
-
-const char* RemoveShader(const char* name)
-{
-    if (!g_engine || !g_engine->FindShader(name))
-        return Say(consoletext::kShaderNotFound, name);
-    g_engine->RemoveShaderByName(name);
-    return Say(consoletext::kShaderRemoved, name);
-}
-
-const char* ListShaders()
-{
-    return Say(consoletext::kShadersListed, g_engine ? g_engine->ListShaders() : 0);
-}
-
-const char* ReloadShaders()
-{
-    return Say(consoletext::kShadersReloaded, g_engine ? g_engine->ReloadShaders() : 0);
+    return Say(R.reloaded, g_engine ? R.reload(g_engine) : 0);
 }
 
 } // namespace
@@ -265,18 +282,18 @@ const ConsoleCommandEntry kConsoleCommands[] = {
     {"gl_extension", CommandString, Extension},
     {"gl_checkerror", CommandVoid, CheckError},
     {"r_fov", CommandFloat, Fov},
-    {"r_addtexture", CommandString, AddTexture},
-    {"r_deltexture", CommandString, DeleteTexture},
-    {"r_removetexture", CommandString, RemoveTexture},
+    {"r_addtexture", CommandString, Add<kTextures>},
+    {"r_deltexture", CommandString, Delete<kTextures>},
+    {"r_removetexture", CommandString, Remove<kTextures>},
     {"r_fullscreenmode", CommandVoid, FullscreenMode},
     {"r_windowedmode", CommandVoid, WindowedMode},
-    {"r_addshader", CommandString, AddShader},
-    {"r_delshader", CommandString, DeleteShader},
-    {"r_removeshader", CommandString, RemoveShader},
-    {"r_listshaders", CommandVoid, ListShaders},
-    {"r_reloadshaders", CommandVoid, ReloadShaders},
-    {"r_listtextures", CommandVoid, ListTextures},
-    {"r_reloadtextures", CommandVoid, ReloadTextures},
+    {"r_addshader", CommandString, Add<kShaders>},
+    {"r_delshader", CommandString, Delete<kShaders>},
+    {"r_removeshader", CommandString, Remove<kShaders>},
+    {"r_listshaders", CommandVoid, List<kShaders>},
+    {"r_reloadshaders", CommandVoid, Reload<kShaders>},
+    {"r_listtextures", CommandVoid, List<kTextures>},
+    {"r_reloadtextures", CommandVoid, Reload<kTextures>},
 };
 
 const int kConsoleCommandCount = sizeof kConsoleCommands / sizeof kConsoleCommands[0];

@@ -99,42 +99,168 @@ void RemoveResourceListener(ResourceListener listener, void* user)
         }
 }
 
+namespace
+{
+
 // --- Letting go of an object about to be destroyed -------------------------
 // Textures and programs are let go of by every shader alive, not only the
-// listed ones: a removed shader goes on drawing for whoever holds it.
+// listed ones: a removed shader goes on drawing for whoever holds it. The
+// live shaders are no registry list: their walk needs none of the three
+// positions, and nothing it calls makes or destroys a shader.
 
-static void ForgetTexture(EngineBase* e, Texture* texture)
+template <class Visit> void ForEachLiveShader(Visit visit)
 {
-    if (e->currentTexture == texture)
-        e->currentTexture = nullptr;
     for (Shader* shader = Shader::FirstLive(); shader; shader = shader->NextLive())
-        for (ShaderStage& stage : shader->stages)
-            if (stage.texture == texture)
-                stage.texture = nullptr;
-    TellListeners(ResourceEvent::Released, ResourceKind::Texture, texture);
+        visit(shader);
 }
 
-static void ForgetShader(EngineBase* e, Shader* shader)
+// What differs between the three registries: the list and its position,
+// what is taken off GL before a delete, who lets go of an object (the
+// current pointer is cleared without a GL call), and what reloading does.
+template <class T> struct Kind;
+
+template <> struct Kind<Texture>
 {
-    if (e->currentShader == shader)
-        e->currentShader = nullptr;
-    if (e->font && e->font->shader == shader)
-        e->font->shader = nullptr;
-    TellListeners(ResourceEvent::Released, ResourceKind::Shader, shader);
+    static constexpr ResourceKind kKind = ResourceKind::Texture;
+    static ResourceList* List(EngineBase* e) { return e->textures; }
+    static ResourceListNode*& Cursor(EngineBase* e) { return e->textureCursor; }
+    // Nothing to take off GL: Destroy clears the current texture without a
+    // GL call.
+    static void Unset(EngineBase*, Texture*) {}
+    static void Forget(EngineBase* e, Texture* texture)
+    {
+        if (e->currentTexture == texture)
+            e->currentTexture = nullptr;
+        ForEachLiveShader(
+            [texture](Shader* shader)
+            {
+                for (ShaderStage& stage : shader->stages)
+                    if (stage.texture == texture)
+                        stage.texture = nullptr;
+            });
+    }
+    static void Reload(EngineBase* e, Texture* texture)
+    {
+        texture->Reload(e->archiveName, e->archivePassword);
+    }
+};
+
+template <> struct Kind<Shader>
+{
+    static constexpr ResourceKind kKind = ResourceKind::Shader;
+    static ResourceList* List(EngineBase* e) { return e->shaders; }
+    static ResourceListNode*& Cursor(EngineBase* e) { return e->shaderCursor; }
+    static void Unset(EngineBase* e, Shader* shader)
+    {
+        if (e->currentShader == shader)
+            e->SetShader(nullptr);
+    }
+    static void Forget(EngineBase* e, Shader* shader)
+    {
+        if (e->currentShader == shader)
+            e->currentShader = nullptr;
+        if (e->font && e->font->shader == shader)
+            e->font->shader = nullptr;
+    }
+    static void Reload(EngineBase* e, Shader* shader) { shader->Load(e->shaderDefinitions); }
+};
+
+template <> struct Kind<VertexProgram>
+{
+    static constexpr ResourceKind kKind = ResourceKind::VertexProgram;
+    static ResourceList* List(EngineBase* e) { return e->vertexPrograms; }
+    static ResourceListNode*& Cursor(EngineBase* e) { return e->vertexProgramCursor; }
+    static void Unset(EngineBase* e, VertexProgram* program)
+    {
+        if (e->currentVertexProgram == program)
+            e->SetVertexProgram(nullptr);
+    }
+    static void Forget(EngineBase* e, VertexProgram* program)
+    {
+        if (e->currentVertexProgram == program)
+            e->currentVertexProgram = nullptr;
+        ForEachLiveShader(
+            [program](Shader* shader)
+            {
+                if (shader->vertexProgram == program)
+                {
+                    shader->vertexProgram = nullptr;
+                    shader->hasVertexProgram = false;
+                }
+            });
+    }
+    static void Reload(EngineBase*, VertexProgram* program) { program->Reload(); }
+};
+
+// --- The operations every registry shares ------------------------------------
+
+template <class T> T* Find(EngineBase* e, const char* name)
+{
+    return FindByName<T>(Kind<T>::List(e), Kind<T>::Cursor(e), name);
 }
 
-static void ForgetVertexProgram(EngineBase* e, VertexProgram* program)
+// Off the list, every pointer known to it cleared, the listeners told, then
+// destroyed.
+template <class T> void Destroy(EngineBase* e, T* object)
 {
-    if (e->currentVertexProgram == program)
-        e->currentVertexProgram = nullptr;
-    for (Shader* shader = Shader::FirstLive(); shader; shader = shader->NextLive())
-        if (shader->vertexProgram == program)
-        {
-            shader->vertexProgram = nullptr;
-            shader->hasVertexProgram = false;
-        }
-    TellListeners(ResourceEvent::Released, ResourceKind::VertexProgram, program);
+    Kind<T>::List(e)->Remove(object);
+    Kind<T>::Forget(e, object);
+    TellListeners(ResourceEvent::Released, Kind<T>::kKind, object);
+    delete object;
 }
+
+template <class T> void DeleteByName(EngineBase* e, const char* name)
+{
+    T* object = Find<T>(e, name);
+    if (!object)
+        return;
+    Kind<T>::Unset(e, object);
+    Kind<T>::Cursor(e) = nullptr;
+    Destroy(e, object);
+}
+
+// The position moves on before its entry goes.
+template <class T> int32_t DeleteAll(EngineBase* e)
+{
+    ResourceListNode*& cursor = Kind<T>::Cursor(e);
+    int32_t deleted = 0;
+    while ((cursor = Kind<T>::List(e)->First()))
+    {
+        T* object = At<T>(cursor);
+        cursor = Kind<T>::List(e)->Next(cursor);
+        Destroy(e, object);
+        ++deleted;
+    }
+    return deleted;
+}
+
+// Off the list, owned by nobody.
+template <class T> void RemoveByName(EngineBase* e, const char* name)
+{
+    T* object = Find<T>(e, name);
+    if (!object)
+        return;
+    Kind<T>::Cursor(e) = nullptr;
+    Kind<T>::List(e)->Remove(object);
+}
+
+template <class T> int32_t List(EngineBase* e)
+{
+    return ListNames<T>(Kind<T>::List(e), Kind<T>::Cursor(e), e->console);
+}
+
+// The count doesn't depend on how each one fares.
+template <class T> int32_t ReloadAll(EngineBase* e)
+{
+    ResourceListNode*& cursor = Kind<T>::Cursor(e);
+    int32_t count = 0;
+    for (cursor = Kind<T>::List(e)->First(); cursor;
+         cursor = Kind<T>::List(e)->Next(cursor), ++count)
+        Kind<T>::Reload(e, At<T>(cursor));
+    return count;
+}
+
+} // namespace
 
 // --- Textures ----------------------------------------------------------------
 
@@ -159,50 +285,28 @@ void EngineBase::DeleteTexture(Texture* texture)
         if (At<Texture>(textureCursor) != texture)
             continue;
         textureCursor = nullptr;
-        textures->Remove(texture);
-        ForgetTexture(this, texture);
-        delete texture;
+        Destroy(this, texture);
         return;
     }
 }
 
 void EngineBase::DeleteTextureByName(const char* name)
 {
-    Texture* texture = FindTexture(name);
-    if (!texture)
-        return;
-    textureCursor = nullptr;
-    textures->Remove(texture);
-    ForgetTexture(this, texture);
-    delete texture;
+    DeleteByName<Texture>(this, name);
 }
 
 // The current texture doesn't survive its object: it is cleared (without a
 // GL call), so that the next SetTexture doesn't reach a deleted object.
 int32_t EngineBase::DeleteAllTextures()
 {
-    int32_t deleted = 0;
-    while ((textureCursor = textures->First()))
-    {
-        Texture* texture = At<Texture>(textureCursor);
-        textureCursor = textures->Next(textureCursor);
-        textures->Remove(texture);
-        ForgetTexture(this, texture);
-        delete texture;
-        ++deleted;
-    }
-    return deleted;
+    return DeleteAll<Texture>(this);
 }
 
 // The texture lives on, owned by nobody: whoever kept its pointer may go on
 // using it, and a later AddTexture of the name loads the file anew.
 void EngineBase::RemoveTextureByName(const char* name)
 {
-    Texture* texture = FindTexture(name);
-    if (!texture)
-        return;
-    textureCursor = nullptr;
-    textures->Remove(texture);
+    RemoveByName<Texture>(this, name);
 }
 
 // A name already registered returns its texture with the filters it was
@@ -231,23 +335,18 @@ Texture* EngineBase::AddTexture(const char* name, GLenum wrapS, GLenum wrapT, GL
 
 Texture* EngineBase::FindTexture(const char* name)
 {
-    return FindByName<Texture>(textures, textureCursor, name);
+    return Find<Texture>(this, name);
 }
 
 int32_t EngineBase::ListTextures()
 {
-    return ListNames<Texture>(textures, textureCursor, console);
+    return List<Texture>(this);
 }
 
-// Each texture loads its file again with its own filters; the count doesn't
-// depend on how each one fares.
+// Each texture loads its file again with its own filters.
 int32_t EngineBase::ReloadTextures()
 {
-    int32_t count = 0;
-    for (textureCursor = textures->First(); textureCursor;
-         textureCursor = textures->Next(textureCursor), ++count)
-        At<Texture>(textureCursor)->Reload(archiveName, archivePassword);
-    return count;
+    return ReloadAll<Texture>(this);
 }
 
 // --- Shaders -----------------------------------------------------------------
@@ -269,46 +368,24 @@ Shader* EngineBase::AddShader(const char* name)
 // units don't stay switched on behind it.
 void EngineBase::DeleteShaderByName(const char* name)
 {
-    Shader* shader = FindShader(name);
-    if (!shader)
-        return;
-    if (currentShader == shader)
-        SetShader(nullptr);
-    shaderCursor = nullptr;
-    shaders->Remove(shader);
-    ForgetShader(this, shader);
-    delete shader;
+    DeleteByName<Shader>(this, name);
 }
 
 // Meant for the end of the run: the current shader is cleared without a GL
 // call.
 int32_t EngineBase::DeleteAllShaders()
 {
-    int32_t deleted = 0;
-    while ((shaderCursor = shaders->First()))
-    {
-        Shader* shader = At<Shader>(shaderCursor);
-        shaderCursor = shaders->Next(shaderCursor);
-        shaders->Remove(shader);
-        ForgetShader(this, shader);
-        delete shader;
-        ++deleted;
-    }
-    return deleted;
+    return DeleteAll<Shader>(this);
 }
 
 void EngineBase::RemoveShaderByName(const char* name)
 {
-    Shader* shader = FindShader(name);
-    if (!shader)
-        return;
-    shaderCursor = nullptr;
-    shaders->Remove(shader);
+    RemoveByName<Shader>(this, name);
 }
 
 Shader* EngineBase::FindShader(const char* name)
 {
-    return FindByName<Shader>(shaders, shaderCursor, name);
+    return Find<Shader>(this, name);
 }
 
 // Only a change of pointer reaches GL: the same shader again, even after a
@@ -326,18 +403,14 @@ void EngineBase::SetShader(Shader* shader)
 
 int32_t EngineBase::ListShaders()
 {
-    return ListNames<Shader>(shaders, shaderCursor, console);
+    return List<Shader>(this);
 }
 
 // Each shader reads its definition again (a new material, the animation
 // from the start). The current one keeps its GL state until it is set anew.
 int32_t EngineBase::ReloadShaders()
 {
-    int32_t count = 0;
-    for (shaderCursor = shaders->First(); shaderCursor;
-         shaderCursor = shaders->Next(shaderCursor), ++count)
-        At<Shader>(shaderCursor)->Load(shaderDefinitions);
-    return count;
+    return ReloadAll<Shader>(this);
 }
 
 void EngineBase::UpdateShaders()
@@ -362,35 +435,17 @@ VertexProgram* EngineBase::AddVertexProgram(const char* name)
 
 void EngineBase::DeleteVertexProgramByName(const char* name)
 {
-    VertexProgram* program = FindVertexProgram(name);
-    if (!program)
-        return;
-    if (currentVertexProgram == program)
-        SetVertexProgram(nullptr);
-    vertexProgramCursor = nullptr;
-    vertexPrograms->Remove(program);
-    ForgetVertexProgram(this, program);
-    delete program;
+    DeleteByName<VertexProgram>(this, name);
 }
 
 int32_t EngineBase::DeleteAllVertexPrograms()
 {
-    int32_t deleted = 0;
-    while ((vertexProgramCursor = vertexPrograms->First()))
-    {
-        VertexProgram* program = At<VertexProgram>(vertexProgramCursor);
-        vertexProgramCursor = vertexPrograms->Next(vertexProgramCursor);
-        vertexPrograms->Remove(program);
-        ForgetVertexProgram(this, program);
-        delete program;
-        ++deleted;
-    }
-    return deleted;
+    return DeleteAll<VertexProgram>(this);
 }
 
 VertexProgram* EngineBase::FindVertexProgram(const char* name)
 {
-    return FindByName<VertexProgram>(vertexPrograms, vertexProgramCursor, name);
+    return Find<VertexProgram>(this, name);
 }
 
 void EngineBase::SetVertexProgram(VertexProgram* program)
@@ -406,14 +461,10 @@ void EngineBase::SetVertexProgram(VertexProgram* program)
 
 int32_t EngineBase::ListVertexPrograms()
 {
-    return ListNames<VertexProgram>(vertexPrograms, vertexProgramCursor, console);
+    return List<VertexProgram>(this);
 }
 
 int32_t EngineBase::ReloadVertexPrograms()
 {
-    int32_t count = 0;
-    for (vertexProgramCursor = vertexPrograms->First(); vertexProgramCursor;
-         vertexProgramCursor = vertexPrograms->Next(vertexProgramCursor), ++count)
-        At<VertexProgram>(vertexProgramCursor)->Reload();
-    return count;
+    return ReloadAll<VertexProgram>(this);
 }
