@@ -10,12 +10,7 @@ namespace
 // cache, so that the next material finds the state it expects.
 void PrepareLines(Engine* engine)
 {
-    if (engine->activeTextureUnit != GL_TEXTURE0_ARB)
-    {
-        if (ep_glActiveTextureARB)
-            glActiveTextureARB(GL_TEXTURE0_ARB);
-        engine->activeTextureUnit = GL_TEXTURE0_ARB;
-    }
+    engine->SelectUnit(GL_TEXTURE0_ARB);
     if (engine->lightingEnabled)
     {
         glDisable(GL_LIGHTING);

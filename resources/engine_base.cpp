@@ -1,5 +1,6 @@
 #include "resources/engine_base.h"
 
+#include "app/gl_entry_points.h"
 #include "resources/resource_list.h"
 
 EngineBase* g_engine = nullptr;
@@ -16,4 +17,13 @@ EngineBase::~EngineBase()
     delete vertexPrograms;
     delete shaders;
     delete textures;
+}
+
+void EngineBase::SelectUnit(GLenum unit)
+{
+    if (activeTextureUnit == unit)
+        return;
+    activeTextureUnit = unit;
+    if (ep_glActiveTextureARB)
+        glActiveTextureARB(unit);
 }

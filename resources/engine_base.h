@@ -165,6 +165,10 @@ public:
     GLenum activeTextureUnit = 0x84C0; // GL_TEXTURE0_ARB
     GLenum cachedFrontFace = GL_CCW;
     int32_t maxTextureUnits = 1;
+    // Makes `unit` the active texture unit, through the cache. Without
+    // multitexturing (no entry point) there is only unit 0 to select, and
+    // the cache alone changes.
+    void SelectUnit(GLenum unit);
 
     // The three registries, each with the one list position its walks use.
     ResourceList* textures = nullptr;

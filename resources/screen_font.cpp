@@ -22,12 +22,7 @@ void ScreenFont::Print(int32_t x, int32_t y, const char* format, ...)
     if (!shader)
         shader = g_engine->AddShader(shaderName);
     g_engine->SetShader(shader);
-    if (g_engine->activeTextureUnit != GL_TEXTURE0_ARB)
-    {
-        g_engine->activeTextureUnit = GL_TEXTURE0_ARB;
-        if (ep_glActiveTextureARB)
-            glActiveTextureARB(GL_TEXTURE0_ARB);
-    }
+    g_engine->SelectUnit(GL_TEXTURE0_ARB);
     char text[256];
     va_list args;
     va_start(args, format);

@@ -34,18 +34,6 @@ void SetColour(float (&c)[4], float r, float g, float b, float a)
     c[3] = a;
 }
 
-// Makes `unit` the active texture unit, through the cache.
-void SelectUnit(uint32_t unit)
-{
-    EngineBase* e = g_engine;
-    if (e->activeTextureUnit != unit)
-    {
-        e->activeTextureUnit = unit;
-        if (ep_glActiveTextureARB)
-            glActiveTextureARB(unit);
-    }
-}
-
 // Index of the active unit in the cache's tables.
 uint32_t UnitIndex()
 {
@@ -223,7 +211,7 @@ void Shader::ApplyBlending()
 void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
 {
     EngineBase* e = g_engine;
-    SelectUnit(unit);
+    g_engine->SelectUnit(unit);
     uint32_t i = UnitIndex();
 
     // A stage whose map didn't load keeps its texture target off, so that
@@ -329,7 +317,7 @@ void Shader::Unapply()
     for (int32_t i = 0; i < stageCount && i < kMaxStages; ++i)
     {
         glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-        SelectUnit(GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
+        g_engine->SelectUnit(GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
         DisableUnitTexture(stages[i].texture);
     }
 }

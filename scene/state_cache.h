@@ -41,12 +41,7 @@ inline void DepthMask(bool on)
 
 inline void ActiveUnit(GLenum unit)
 {
-    if (g_engine->activeTextureUnit == unit)
-        return;
-    // Without multitexturing there is only unit 0 to select.
-    if (ep_glActiveTextureARB)
-        glActiveTextureARB(unit);
-    g_engine->activeTextureUnit = unit;
+    g_engine->SelectUnit(unit);
 }
 
 // 2D texturing on the active unit.
