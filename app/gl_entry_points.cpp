@@ -58,35 +58,33 @@ int EntryPointCount()
 namespace
 {
 
-void Transpose(const GLfloat* m, GLfloat* out)
+// `m` through the transpose entry point where it was fetched; otherwise
+// transposed here and sent through the core call.
+void SendRowMajor(PFNGLLOADTRANSPOSEMATRIXFARBPROC transposed, void (*columnMajor)(const GLfloat*),
+                  const GLfloat* m)
 {
+    if (transposed)
+    {
+        transposed(m);
+        return;
+    }
+    GLfloat columns[16];
     for (int row = 0; row < 4; ++row)
         for (int column = 0; column < 4; ++column)
-            out[4 * column + row] = m[4 * row + column];
+            columns[4 * column + row] = m[4 * row + column];
+    columnMajor(columns);
 }
 
 } // namespace
 
 void LoadTransposeMatrix(const GLfloat* m)
 {
-    if (ep_glLoadTransposeMatrixfARB)
-    {
-        glLoadTransposeMatrixfARB(m);
-        return;
-    }
-    GLfloat columns[16];
-    Transpose(m, columns);
-    glLoadMatrixf(columns);
+    SendRowMajor(
+        ep_glLoadTransposeMatrixfARB, [](const GLfloat* c) { glLoadMatrixf(c); }, m);
 }
 
 void MultTransposeMatrix(const GLfloat* m)
 {
-    if (ep_glMultTransposeMatrixfARB)
-    {
-        glMultTransposeMatrixfARB(m);
-        return;
-    }
-    GLfloat columns[16];
-    Transpose(m, columns);
-    glMultMatrixf(columns);
+    SendRowMajor(
+        ep_glMultTransposeMatrixfARB, [](const GLfloat* c) { glMultMatrixf(c); }, m);
 }
