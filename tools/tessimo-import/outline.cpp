@@ -124,7 +124,7 @@ void Compact(OutMesh& hull)
 
 // Renumbers the hull's corners by place, dropping the places no triangle
 // uses, and the triangles that lose their area or repeat another.
-void Weld(OutMesh& hull, HullReport& report)
+void Weld(OutMesh& hull)
 {
     size_t places = 0;
     std::vector<uint32_t> weld = WeldNear(hull.positions, &places);
@@ -145,10 +145,7 @@ void Weld(OutMesh& hull, HullReport& report)
         const float* p[3] = {&positions[3 * size_t(key[0])], &positions[3 * size_t(key[1])],
                              &positions[3 * size_t(key[2])]};
         if (FaceNormal(p[0], p[1], p[2], n) == 0.0f || !seen.insert(key).second)
-        {
-            ++report.dropped;
             continue;
-        }
         faces.insert(faces.end(), key.begin(), key.end());
     }
     hull.positions.swap(positions);
@@ -258,7 +255,7 @@ void AverageNormals(OutMesh& hull, HullReport& report)
 OutMesh BuildOutline(const std::vector<OutMesh>& meshes, float width, HullReport& report)
 {
     OutMesh hull = Hull(meshes);
-    Weld(hull, report);
+    Weld(hull);
     DropFlatSheets(hull, report);
     report.nonManifold = NonManifoldEdges(hull);
     AverageNormals(hull, report);

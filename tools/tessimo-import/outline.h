@@ -26,7 +26,6 @@
 
 struct HullReport
 {
-    size_t dropped = 0;     // triangles with corners welded into one place, or repeated
     size_t nonManifold = 0; // edges of more than two triangles
     size_t unturned = 0;    // places whose normals cancel out
     size_t flatSheets = 0;  // flat open pieces left out

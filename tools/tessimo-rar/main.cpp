@@ -12,6 +12,7 @@
 
 #include "archive/file_buffer.h"
 #include "archive/rar.h"
+#include "archive/rar_record.h"
 #include "archive/rar_writer.h"
 #include "tools/common/tool_cli.h"
 
@@ -120,11 +121,11 @@ int Extract(int argc, char** argv)
     }
     if (positional.size() != 2)
         return kTool.UsageError("extract takes an archive and an entry name");
-    if (strlen(positional[0]) > 259)
+    if (strlen(positional[0]) > kRarNameMax)
         return kTool.BadValue("ARCHIVE", positional[0], "a name of at most 259 characters");
-    if (strlen(positional[1]) > 259)
+    if (strlen(positional[1]) > kRarNameMax)
         return kTool.BadValue("ENTRY", positional[1], kNameRange);
-    if (password && strlen(password) > 255)
+    if (password && strlen(password) > kRarPasswordMax)
         return kTool.BadValue("--password", password, kPasswordRange);
 
     // The target is checked before the archive is read: never the archive.
@@ -213,13 +214,13 @@ int ParseCreate(int argc, char** argv, CreateArguments* c)
             size_t eq = a.find('=');
             c->files.push_back(eq == std::string::npos ? a : a.substr(0, eq));
             c->names.push_back(StoredName(eq == std::string::npos ? a : a.substr(eq + 1)));
-            if (c->names.back().empty() || c->names.back().size() > 259)
+            if (c->names.back().empty() || c->names.back().size() > kRarNameMax)
                 return kTool.BadValue("FILE=NAME", a, kNameRange);
         }
     }
     if (!c->archive || c->files.empty())
         return kTool.UsageError("create takes an archive and at least one file");
-    if (c->options.password && strlen(c->options.password) > 255)
+    if (c->options.password && strlen(c->options.password) > kRarPasswordMax)
         return kTool.BadValue("--password", c->options.password, kPasswordRange);
     return 0;
 }
