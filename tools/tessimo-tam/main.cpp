@@ -189,21 +189,19 @@ bool WritePictures(const Options& o, const ArtMapStack& stack, uint32_t chosenTo
     std::string dir = o.pngDir;
     char name[64];
     std::vector<uint8_t> image(stack.ImageBytes(0));
+    // Each tone once: its own picture, and its place on the contact sheet
+    // (rows of 16, from the lightest to the darkest).
+    uint32_t columns = o.layers < 16 ? o.layers : 16;
+    uint32_t rows = (o.layers + columns - 1) / columns;
+    uint32_t sheetW = columns * o.size, sheetH = rows * o.size;
+    std::vector<uint8_t> sheet(static_cast<size_t>(sheetW) * sheetH * 3, 255);
     for (uint32_t t = 0; t < o.layers; ++t)
     {
         snprintf(name, sizeof name, "/tone_%03u.png", t);
         stack.WriteTone(t, 0, image.data());
         if (!WritePng(dir + name, o.size, o.size, image.data(), error))
             return false;
-    }
-    // The contact sheet: tones in rows of 16, from the lightest to the darkest.
-    uint32_t columns = o.layers < 16 ? o.layers : 16;
-    uint32_t rows = (o.layers + columns - 1) / columns;
-    uint32_t sheetW = columns * o.size, sheetH = rows * o.size;
-    std::vector<uint8_t> sheet(static_cast<size_t>(sheetW) * sheetH * 3, 255);
-    for (uint32_t k = 0; k < o.layers; ++k)
-    {
-        stack.WriteTone(o.layers - 1 - k, 0, image.data());
+        uint32_t k = o.layers - 1 - t;
         uint32_t x0 = (k % columns) * o.size, y0 = (k / columns) * o.size;
         for (uint32_t y = 0; y < o.size; ++y)
             memcpy(&sheet[((static_cast<size_t>(y0) + y) * sheetW + x0) * 3],
