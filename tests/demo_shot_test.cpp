@@ -498,7 +498,7 @@ TEST_F(DemoShot, NoPictureWhenTheDataCantBeReadOrNothingIsDrawn)
         {"cut", {}, "cut", cannotArchive + "archive cut short in 'tsm\\avion.tsm'"},
         {"zeroed", {}, "zeros", cannotArchive + "not a RAR 2.0 archive"},
         {"full device",
-         {"--output", "/dev/full"},
+         {"--output", "full"}, // a full device of the test's own (see below)
          "",
          "tessimo-shot: cannot write '/dev/full': No space left on device"},
     };
@@ -507,11 +507,11 @@ TEST_F(DemoShot, NoPictureWhenTheDataCantBeReadOrNothingIsDrawn)
         SCOPED_TRACE(c.what);
         std::string kind = c.archive;
         std::string dir = RunDir(kind != "none");
-        std::string full = testsupport::MakeFullDevice(dir);
         std::vector<std::string> options = c.options;
         std::string line = c.line;
         if (!options.empty() && options[1] == "full")
         {
+            std::string full = testsupport::MakeFullDevice(dir);
             options[1] = full;
             line = "tessimo-shot: cannot write '" + full + "': No space left on device";
         }
