@@ -23,7 +23,7 @@
 #include "app/gl_entry_points.h"
 #include "app/window.h"
 #include "demo/hatching_demo.h"
-#include "demo/program.h"
+#include "engine/program_loop.h"
 #include "hatching/tonal_art_map.h"
 #include "resources/shader.h"
 #include "resources/vertex_program.h"

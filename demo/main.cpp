@@ -3,7 +3,7 @@
 
 #include "app/window.h"
 #include "demo/hatching_demo.h"
-#include "demo/program.h"
+#include "engine/program_loop.h"
 #include "platform/message_box.h"
 
 int main(int, char**)

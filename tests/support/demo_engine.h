@@ -19,7 +19,7 @@
 
 #include "app/window.h"
 #include "demo/hatching_demo.h"
-#include "demo/program.h"
+#include "engine/program_loop.h"
 #include "platform/counter.h"
 #include "platform/messages.h"
 #include "platform/sound.h"

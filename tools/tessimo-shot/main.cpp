@@ -39,7 +39,7 @@
 #include "archive/file_buffer.h"
 #include "archive/rar.h"
 #include "demo/hatching_demo.h"
-#include "demo/program.h"
+#include "engine/program_loop.h"
 #include "platform/counter.h"
 #include "platform/path_map.h"
 #include "scene/mesh.h"

@@ -1,4 +1,4 @@
-#include "demo/program.h"
+#include "engine/program_loop.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,10 +1,12 @@
-// The program's life around the demo, shared by tessimo2 and tessimo-shot:
-// settings, window, GL, sound, the message and frame loop, and the orderly
-// teardown in ExitCleanup.
+// The program's life around the application object in g_engine, shared by
+// every program built on the engine (tessimo2, tessimo-shot, the frame
+// benchmark, the demo tests): settings, window, GL, sound, the message and
+// frame loop, and the orderly teardown in ExitCleanup. The program brings
+// only its Engine subclass:
 //
 //     atexit(ExitCleanup);
 //     StartProgram(ProgramOptions());   // ends the process if no window
-//     g_engine = new HatchingDemo;
+//     g_engine = new HatchingDemo;      // the program's own Engine subclass
 //     g_engine->Init();
 //     MainLoop();
 #pragma once
