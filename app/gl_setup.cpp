@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/log.h"
+#include "app/report.h"
 
 namespace
 {
@@ -24,14 +24,13 @@ bool InitGL()
         const GLubyte* s = glGetString(name);
         return s ? reinterpret_cast<const char*>(s) : "";
     };
-    if (FILE* log = OpenLog("at"))
     {
-        fprintf(log, "- init openGL engine :\n");
-        fprintf(log, "    + vendor   : %s\n", text(GL_VENDOR));
-        fprintf(log, "    + renderer : %s\n", text(GL_RENDERER));
-        fprintf(log, "    + version  : %s\n", text(GL_VERSION));
-        fprintf(log, "    + listing all extensions : %s\n", text(GL_EXTENSIONS));
-        fclose(log);
+        LogBlock log;
+        log.Write(Frame::None, "- init openGL engine :\n");
+        log.Write(Frame::None, "    + vendor   : %s\n", text(GL_VENDOR));
+        log.Write(Frame::None, "    + renderer : %s\n", text(GL_RENDERER));
+        log.Write(Frame::None, "    + version  : %s\n", text(GL_VERSION));
+        log.Write(Frame::None, "    + listing all extensions : %s\n", text(GL_EXTENSIONS));
     }
     glClearColor(0.5f, 0, 0, 0);
     glClearDepth(1.0);

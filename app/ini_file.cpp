@@ -4,7 +4,7 @@
 #include <cstring>
 #include <strings.h>
 
-#include "app/log.h"
+#include "app/report.h"
 #include "platform/profile.h"
 
 char IniFile::result[IniFile::kResultSize];
@@ -68,7 +68,7 @@ void IniFile::SetFile(const char* path)
     if (strlen(path) >= sizeof fileName)
     {
         fileName[0] = 0;
-        LogPrintf("## path too long: <%s> ##\n", path);
+        Report(ToLog, Frame::Problem, "path too long: <%s>", path);
         return;
     }
     strcpy(fileName, path);

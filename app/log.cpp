@@ -1,7 +1,5 @@
 #include "app/log.h"
 
-#include <cstdarg>
-
 FILE* OpenLog(const char* mode)
 {
     // "wt"/"at": the text-mode letter means nothing here.
@@ -11,16 +9,4 @@ FILE* OpenLog(const char* mode)
     if (log)
         setvbuf(log, nullptr, _IOLBF, 0);
     return log;
-}
-
-void LogPrintf(const char* format, ...)
-{
-    FILE* log = OpenLog("at");
-    if (!log)
-        return;
-    va_list args;
-    va_start(args, format);
-    vfprintf(log, format, args);
-    va_end(args);
-    fclose(log);
 }

@@ -3,7 +3,8 @@
 // There is no open handle between writes: each writer opens the file,
 // writes and closes it, so nothing stays buffered; while a writer holds it,
 // each line goes out as it ends. "wt" empties the file
-// (only Window::Create does that), "at" appends.
+// (only Window::Create does that), "at" appends. Writers go through
+// app/report.h; only it opens the file.
 #pragma once
 
 #include <cstdio>
@@ -12,9 +13,3 @@
 
 // May return null (read-only folder): writers then write nothing.
 FILE* OpenLog(const char* mode);
-// Appends one formatted text ("at"), for the writers with a single line.
-void LogPrintf(const char* format, ...)
-#if defined(__GNUC__)
-    __attribute__((format(printf, 1, 2)))
-#endif
-    ;

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "app/log.h"
+#include "app/report.h"
 #include "platform/messages.h"
 #include "platform/sound.h"
 
@@ -39,14 +39,10 @@ const char* OutputName(int32_t output)
     }
 }
 
-void FailureEnd(FILE* log, const char* text)
+void FailureEnd(LogBlock& log, const char* text)
 {
-    if (log)
-    {
-        fputs(text, log);
-        fflush(log);
-        fclose(log);
-    }
+    log.Write(Frame::None, "%s", text);
+    log.Close();
     PostQuitMessage(1);
 }
 
@@ -55,12 +51,8 @@ void FailureEnd(FILE* log, const char* text)
 // The mixer is only named in the log: no operation of the library takes it.
 void SoundStartup(int32_t output, int32_t driver, int32_t, int32_t mixrate, int32_t maxchannels)
 {
-    FILE* log = OpenLog("at");
-    auto write = [log](const char* text)
-    {
-        if (log)
-            fputs(text, log);
-    };
+    LogBlock log;
+    auto write = [&log](const char* text) { log.Write(Frame::None, "%s", text); };
     write(kStart);
     if (FSOUND_GetVersion() < kMinimumVersion)
         return FailureEnd(log, kWrongVersion);
@@ -69,19 +61,15 @@ void SoundStartup(int32_t output, int32_t driver, int32_t, int32_t mixrate, int3
     if (!FSOUND_SetOutput(output))
         return FailureEnd(log, kFailed);
     const char* name = FSOUND_GetDriverName(driver);
-    if (log)
-        fprintf(log, kDriver, name ? name : "");
+    log.Write(Frame::None, kDriver, name ? name : "");
     if (!FSOUND_SetDriver(driver))
         return FailureEnd(log, kFailed);
     write(kMixer);
-    if (log)
-        fprintf(log, kInit, maxchannels, mixrate);
+    log.Write(Frame::None, kInit, maxchannels, mixrate);
     if (!FSOUND_Init(mixrate, maxchannels, 0))
     {
         FSOUND_Close();
         return FailureEnd(log, kInitFailed);
     }
     write(kDone);
-    if (log)
-        fclose(log);
 }

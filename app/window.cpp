@@ -4,11 +4,10 @@
 #include <cstring>
 
 #include "app/input.h"
-#include "app/log.h"
+#include "app/report.h"
 #include "platform/cursor.h"
 #include "platform/display_lost.h"
 #include "platform/gl_window.h"
-#include "platform/message_box.h"
 #include "platform/messages.h"
 #include "platform/system_time.h"
 
@@ -39,8 +38,8 @@ const char* const kFallbackQuestion =
 const char* const kFallbackCaption = "Ruvo GL";
 const char* const kWillClose = "Program Will Now Close.";
 
-// A failing step of Create: its box, its log line (null: none) and whether
-// Destroy runs first.
+// A failing step of Create: its box, its log problem (null: none) and
+// whether Destroy runs first.
 struct CreateFailure
 {
     const char* box;
@@ -48,35 +47,33 @@ struct CreateFailure
     bool destroyFirst;
 };
 const CreateFailure kRegisterFailed = {"Failed To Register The Window Class.",
-                                       "## failed to register the window class ##\n", false};
+                                       "failed to register the window class", false};
 const CreateFailure kWindowFailed = {"Window Creation Error.", nullptr, true};
 const CreateFailure kDcFailed = {"Can't Create A GL Device Context.",
-                                 "## can' create a GL device context ##\n", true};
+                                 "can' create a GL device context", true};
 const CreateFailure kChooseFailed = {"Can't Find A Suitable PixelFormat.",
-                                     "## can't find a suitable pixelformat ##\n", true};
-const CreateFailure kSetFailed = {"Can't Set The PixelFormat.", "## can't set the pixelformat ##\n",
-                                  true};
+                                     "can't find a suitable pixelformat", true};
+const CreateFailure kSetFailed = {"Can't Set The PixelFormat.", "can't set the pixelformat", true};
 const CreateFailure kContextFailed = {"Can't Create A GL Rendering Context.",
-                                      "## can't create a GL rendering context ##\n", true};
+                                      "can't create a GL rendering context", true};
 const CreateFailure kCurrentFailed = {"Can't Activate The GL Rendering Context.",
-                                      "## can't activate the GL rendering context ##\n", true};
+                                      "can't activate the GL rendering context", true};
 
-// A failing release in Destroy: its box and log line.
+// A failing release in Destroy: its box and log problem.
 struct ReleaseFailure
 {
     const char* box;
     const char* logLine;
 };
 const ReleaseFailure kReleaseCurrentFailed = {"Release Of DC And RC Failed.",
-                                              "## release of DC and RC failed ##\n"};
+                                              "release of DC and RC failed"};
 const ReleaseFailure kDeleteContextFailed = {"Release Rendering Context Failed.",
-                                             "## release of rendering context failed ##\n"};
+                                             "release of rendering context failed"};
 const ReleaseFailure kReleaseDcFailed = {"Release Device Context Failed.",
-                                         "## release device context failed ##\n"};
-const ReleaseFailure kDestroyWindowFailed = {"Could Not Release hWnd.",
-                                             "## could not release HWND ##\n"};
+                                         "release device context failed"};
+const ReleaseFailure kDestroyWindowFailed = {"Could Not Release hWnd.", "could not release HWND"};
 const ReleaseFailure kUnregisterFailed = {"Could Not Unregister Class.",
-                                          "## could not unregister class ##\n"};
+                                          "could not unregister class"};
 
 // The platform handles, beside the one Window object.
 HINSTANCE g_instance = nullptr;
@@ -84,68 +81,45 @@ HWND g_hwnd = nullptr;
 HDC g_hdc = nullptr;
 HGLRC g_hrc = nullptr;
 
-void Write(FILE* log, const char* text)
-{
-    if (log)
-        fputs(text, log);
-}
-
-void Flush(FILE* log)
-{
-    if (log)
-        fflush(log);
-}
-
-void Close(FILE*& log)
-{
-    if (log)
-        fclose(log);
-    log = nullptr;
-}
-
 // The text so far reaches the file before Destroy appends its closing
 // lines; the failure line then goes after them.
-bool Fail(Window* window, FILE*& log, const CreateFailure& failure)
+bool Fail(Window* window, LogBlock& log, const CreateFailure& failure)
 {
-    Close(log);
+    log.Close();
     if (failure.destroyFirst)
         window->Destroy();
-    MessageBox(failure.box, kErrorCaption, MB_ICONEXCLAMATION);
+    ReportBox(Frame::None, failure.box, kErrorCaption, MB_ICONEXCLAMATION);
     if (failure.logLine)
-        LogPrintf("%s", failure.logLine);
+        Report(ToLog, Frame::Problem, "%s", failure.logLine);
     return false;
 }
 
 // The two closing lines of a run.
-void WriteClosingLines(FILE* log, const Window& window)
+void WriteClosingLines(LogBlock& log, const Window& window)
 {
     SYSTEMTIME now;
     GetSystemTime(&now);
     int seconds = static_cast<int>(time(nullptr) - window.startTime);
     // Zero seconds give infinity: a float division, nothing traps.
     float fps = static_cast<float>(window.frameCount) / static_cast<float>(seconds);
-    if (log)
-    {
-        fprintf(log, kLogDrawn, window.frameCount, seconds, fps);
-        fprintf(log, kLogShuttingDown, now.wHour, now.wMinute, now.wSecond);
-    }
+    log.Write(Frame::None, kLogDrawn, window.frameCount, seconds, fps);
+    log.Write(Frame::None, kLogShuttingDown, now.wHour, now.wMinute, now.wSecond);
 }
 
 // With the display gone nothing can be released: the log gets its closing
 // lines and the process ends (display_lost.h).
 void CloseLogOfLostDisplay()
 {
-    FILE* log = OpenLog("at");
+    LogBlock log;
     if (g_window)
         WriteClosingLines(log, *g_window);
-    Close(log);
 }
 
-void ReportRelease(FILE* log, const ReleaseFailure& failure)
+void ReportRelease(LogBlock& log, const ReleaseFailure& failure)
 {
-    MessageBox(failure.box, kShutdownCaption, MB_ICONINFORMATION);
-    Write(log, failure.logLine);
-    Flush(log);
+    ReportBox(Frame::None, failure.box, kShutdownCaption, MB_ICONINFORMATION);
+    log.Write(Frame::Problem, "%s", failure.logLine);
+    log.Flush();
 }
 
 } // namespace
@@ -153,17 +127,14 @@ void ReportRelease(FILE* log, const ReleaseFailure& failure)
 bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t bpp_,
                     int32_t stencilBits_, int32_t depthBits_, int32_t windowed_)
 {
-    FILE* log = OpenLog("wt");
+    LogBlock log(LogBlock::Fresh);
     SYSTEMTIME now;
     GetSystemTime(&now);
-    if (log)
-    {
-        fputs(kLogHead, log);
-        fprintf(log, kLogCreated, now.wDay, now.wMonth, now.wYear, now.wHour, now.wMinute,
-                now.wSecond);
-        fprintf(log, windowed_ == 0 ? kLogTryingFullscreen : kLogTryingWindowed, title_, width_,
-                height_, bpp_, stencilBits_, depthBits_);
-    }
+    log.Write(Frame::None, "%s", kLogHead);
+    log.Write(Frame::None, kLogCreated, now.wDay, now.wMonth, now.wYear, now.wHour, now.wMinute,
+              now.wSecond);
+    log.Write(Frame::None, windowed_ == 0 ? kLogTryingFullscreen : kLogTryingWindowed, title_,
+              width_, height_, bpp_, stencilBits_, depthBits_);
 
     if (title != title_)
         snprintf(title, sizeof title, "%s", title_);
@@ -203,12 +174,11 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
             style = WS_POPUP;
             ShowCursor(false);
         }
-        else if (MessageBox(kFallbackQuestion, kFallbackCaption, MB_YESNO | MB_ICONEXCLAMATION) !=
-                 IDYES)
+        else if (ReportBox(Frame::None, kFallbackQuestion, kFallbackCaption,
+                           MB_YESNO | MB_ICONEXCLAMATION) != IDYES)
         {
             // `windowed` stays 0 after Yes, so Destroy resets the mode anyway.
-            MessageBox(kWillClose, kErrorCaption, MB_ICONSTOP);
-            Close(log);
+            ReportBox(Frame::None, kWillClose, kErrorCaption, MB_ICONSTOP);
             return false;
         }
     }
@@ -250,27 +220,27 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
     if (!wglMakeCurrent(g_hdc, g_hrc))
         return Fail(this, log, kCurrentFailed);
 
-    Write(log, kLogShowing);
-    Flush(log);
+    log.Write(Frame::None, "%s", kLogShowing);
+    log.Flush();
     ShowWindow(g_hwnd);
     SetForegroundWindow(g_hwnd);
     SetFocus(g_hwnd);
 
-    Write(log, kLogSettingUp);
-    Flush(log);
+    log.Write(Frame::None, "%s", kLogSettingUp);
+    log.Flush();
     ShowCursor(false);
     if (g_mouse)
         g_mouse->SetPosition(width >> 1, height >> 1);
 
-    Write(log, kLogRunning);
-    Close(log);
+    log.Write(Frame::None, "%s", kLogRunning);
+    log.Close();
     startTime = time(nullptr);
     return true;
 }
 
 void Window::Destroy()
 {
-    FILE* log = OpenLog("at");
+    LogBlock log;
     WriteClosingLines(log, *this);
 
     if (windowed == 0)
@@ -305,7 +275,6 @@ void Window::Destroy()
             ReportRelease(log, kUnregisterFailed);
         g_instance = nullptr;
     }
-    Close(log);
 }
 
 void Window::Swap()

@@ -13,9 +13,9 @@
 #include "app/math.h"
 
 #include "app/input.h"
+#include "app/report.h"
 #include "console/console_commands.h"
 #include "console/console_texts.h"
-#include "platform/debug_output.h"
 #include "platform/keys.h"
 
 namespace
@@ -133,8 +133,7 @@ void Console::Printf(const char* format, ...)
     vsnprintf(text, sizeof text, format, args);
     va_end(args);
     AddLine(text);
-    OutputDebugString(text);
-    OutputDebugString("\n");
+    Report(ToDebug, Frame::None, "%s\n", text);
 }
 
 uint32_t Console::HeldLines() const
@@ -163,9 +162,8 @@ void Console::SaveLog(const char* fileName)
     if (!file)
     {
         // The lines stay held; only the debug output hears of it.
-        OutputDebugString("console: can't write the log of lines to ");
-        OutputDebugString(fileName ? fileName : "(no name)");
-        OutputDebugString("\n");
+        Report(ToDebug, Frame::None, "console: can't write the log of lines to %s\n",
+               fileName ? fileName : "(no name)");
         return;
     }
     for (uint32_t i = 0; i < HeldLines(); ++i)

@@ -6,8 +6,8 @@
 
 #include "app/gl_entry_points.h"
 #include "app/input.h"
-#include "app/log.h"
 #include "app/math.h"
+#include "app/report.h"
 #include "app/window.h"
 #include "archive/file_buffer.h"
 #include "hatching/tonal_art_map.h"
@@ -46,17 +46,12 @@ const float kLightRadius = 15.0f;
 const float kSweepStep = 0.01f;
 const float kHeightStep = 0.5f;
 
-// What the data lacked, in the log (between hash signs) and on the console.
-const char* const kBadArchiveLog = "## can't read data archive '%s': %s ##\n";
-const char* const kBadArchiveConsole = "> can't read data archive '%s': %s";
-const char* const kNoTexture3DLog = "## no 3d textures: the art map is not built ##\n";
-const char* const kNoTexture3DConsole = "> no 3d textures: the art map is not built";
-const char* const kNoModelLog = "## no mesh read from model '%s' ##\n";
-const char* const kNoModelConsole = "> no mesh read from model '%s'";
-const char* const kNoShaderLog = "## shader '%s' not found: the art map is not used ##\n";
-const char* const kNoShaderConsole = "> shader '%s' not found: the art map is not used";
-const char* const kNoProgramLog = "## shader '%s' has no working vertex program ##\n";
-const char* const kNoProgramConsole = "> shader '%s' has no working vertex program";
+// What the data lacked: problems told to the log and the console alike.
+const char* const kBadArchive = "can't read data archive '%s': %s";
+const char* const kNoTexture3D = "no 3d textures: the art map is not built";
+const char* const kNoModel = "no mesh read from model '%s'";
+const char* const kNoShader = "shader '%s' not found: the art map is not used";
+const char* const kNoProgram = "shader '%s' has no working vertex program";
 
 void SetText(char (&out)[256], const char* text)
 {
@@ -73,14 +68,6 @@ bool ProgramWorks(VertexProgram* program)
     GLint length = 0;
     glGetProgramivARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_LENGTH_ARB, &length);
     return length > 0;
-}
-
-void Report(const char* logFormat, const char* consoleFormat, const char* name,
-            const char* reason = nullptr)
-{
-    LogPrintf(logFormat, name, reason);
-    if (g_engine->console)
-        g_engine->console->Printf(consoleFormat, name, reason);
 }
 
 } // namespace
@@ -189,22 +176,22 @@ void HatchingDemo::ReportMissingData()
     // behind them is told here, once.
     const ArchiveFailure& archive = FirstArchiveFailure();
     if (archive.failed)
-        Report(kBadArchiveLog, kBadArchiveConsole, archive.archiveName,
+        Report(ToLog | ToConsole, Frame::Problem, kBadArchive, archive.archiveName,
                RarStatusText(archive.status));
     if (model->meshCount == 0)
-        Report(kNoModelLog, kNoModelConsole, modelPath);
+        Report(ToLog | ToConsole, Frame::Problem, kNoModel, modelPath);
     if (!artMap)
-        Report(kNoTexture3DLog, kNoTexture3DConsole, "");
+        Report(ToLog | ToConsole, Frame::Problem, "%s", kNoTexture3D);
     Shader* hatching = FindShader(kHatchingShader);
     if (!hatching)
-        Report(kNoShaderLog, kNoShaderConsole, kHatchingShader);
+        Report(ToLog | ToConsole, Frame::Problem, kNoShader, kHatchingShader);
     else if (!hatching->hasVertexProgram || !ProgramWorks(hatching->vertexProgram))
     {
         // A program that GL refuses would leave the model undrawn; without
         // one the model is drawn all the same, in the art map's darkest
         // tone (the third coordinate is 0): a silhouette in ink.
         hatching->hasVertexProgram = false;
-        Report(kNoProgramLog, kNoProgramConsole, kHatchingShader);
+        Report(ToLog | ToConsole, Frame::Problem, kNoProgram, kHatchingShader);
     }
 }
 

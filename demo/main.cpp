@@ -1,10 +1,10 @@
 // The program: the demo between StartProgram and ExitCleanup.
 #include <cstdlib>
 
+#include "app/report.h"
 #include "app/window.h"
 #include "demo/hatching_demo.h"
 #include "engine/program_loop.h"
-#include "platform/message_box.h"
 
 int main(int, char**)
 {
@@ -14,7 +14,7 @@ int main(int, char**)
     if (!g_engine->Init())
     {
         g_window->Destroy();
-        MessageBox("Error while loading", "ERROR", MB_ICONEXCLAMATION);
+        ReportBox(Frame::None, "Error while loading", "ERROR", MB_ICONEXCLAMATION);
         return 0;
     }
     MainLoop();

@@ -5,19 +5,19 @@
 
 #include "app/gl_entry_points.h"
 #include "app/gl_setup.h"
-#include "app/log.h"
+#include "app/report.h"
 #include "app/window.h"
 #include "console/console.h"
 #include "engine/engine.h"
-#include "platform/message_box.h"
 #include "resources/screen_font.h"
 #include "resources/vertex_array_pool.h"
 
 namespace
 {
 
-// A required extension the driver lacks: its log text (no line feed, so
-// two of them share a line of the file), its box text and caption.
+// A required extension the driver lacks: its problem in the log (with no
+// line feed, so two of them share a line of the file), its problem in a box
+// and the box's caption.
 struct MissingExtension
 {
     const char* logText;
@@ -27,22 +27,22 @@ struct MissingExtension
 
 const char* const kOldHardware = "Old hardware is still alive";
 
-const MissingExtension kNoMultitexture = {"## multitexturing not supported by your 3d card ! ##",
-                                          "## multitexturing is not supported by your 3d card ! ##",
+const MissingExtension kNoMultitexture = {"multitexturing not supported by your 3d card !",
+                                          "multitexturing is not supported by your 3d card !",
                                           kOldHardware};
 const MissingExtension kNoCompiledVertexArray = {
-    "## compiled vertex array are not supported by your 3d card ! ##",
-    "## compiled vertex array are not supported by your 3d card ! ##", kOldHardware};
+    "compiled vertex array are not supported by your 3d card !",
+    "compiled vertex array are not supported by your 3d card !", kOldHardware};
 const MissingExtension kNoTransposeMatrix = {
-    "## gl_arb_transpose not supported by your 3d card ! ##",
-    "## opengl 1.3 is not supported your 3d card or may be your drivers is old ##", kOldHardware};
+    "gl_arb_transpose not supported by your 3d card !",
+    "opengl 1.3 is not supported your 3d card or may be your drivers is old", kOldHardware};
 const MissingExtension kNoVertexProgram = {
-    "## gl_arb_vertex_program not supported by your 3d card ! ##",
-    "## opengl 1.4 is not supported your 3d card or may be your drivers is old ##",
+    "gl_arb_vertex_program not supported by your 3d card !",
+    "opengl 1.4 is not supported your 3d card or may be your drivers is old",
     "Incompatible hardware"};
 const MissingExtension kNoTexture3D = {
-    "## 3d texture not supported by your 3d card ! ##",
-    "## your 3d card doesn't support 3d texture or your drivers is too old ##", "Hardware failure"};
+    "3d texture not supported by your 3d card !",
+    "your 3d card doesn't support 3d texture or your drivers is too old", "Hardware failure"};
 
 // The limits of the vertex program extension, in the order they are read.
 struct ProgramLimit
@@ -172,6 +172,14 @@ int32_t ReadLimits(EngineBase& e, Limits kind)
     return 0;
 }
 
+// The engine's console as the destination of console reports: whichever
+// console the engine holds at the time.
+void ToEngineConsole(const char* line, void* engine)
+{
+    if (ConsoleBase* console = static_cast<Engine*>(engine)->console)
+        console->Printf("%s", line);
+}
+
 } // namespace
 
 bool Engine::ExtensionSupported(const char* name)
@@ -189,6 +197,7 @@ bool Engine::Init()
     font = new ScreenFont("Font", 12, 7);
     console = new Console(font, g_window ? g_window->width : 0, g_window ? g_window->height : 0,
                           1024, 256, 12);
+    AttachConsole(ToEngineConsole, this);
     ProbeCapabilities();
     // Ours, for the stage key "anisotropy": silent, present or not.
     hasAnisotropicFilter = ExtensionSupported("GL_EXT_texture_filter_anisotropic");
@@ -213,19 +222,19 @@ void Engine::ProbeCapabilities()
         {
             if (probe.missing)
             {
-                LogPrintf("%s", probe.missing->logText);
-                MessageBox(probe.missing->boxText, probe.missing->caption, 0);
+                Report(ToLog, Frame::InlineProblem, "%s", probe.missing->logText);
+                ReportBox(Frame::Problem, probe.missing->boxText, probe.missing->caption, 0);
             }
             continue;
         }
         if (probe.lineFirst)
-            console->Printf("%s", probe.line);
+            Report(ToConsole, Frame::None, "%s", probe.line);
         if (probe.group != kNoGroup)
             FetchEntryPoints(static_cast<EntryPointGroup>(probe.group));
         int32_t count = ReadLimits(*this, probe.limits);
         if (!probe.lineFirst)
-            console->Printf("%s", probe.line);
+            Report(ToConsole, Frame::None, "%s", probe.line);
         if (probe.countLine)
-            console->Printf(probe.countLine, count);
+            Report(ToConsole, Frame::None, probe.countLine, count);
     }
 }

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include "app/log.h"
+#include "app/report.h"
 #include "console/console.h"
 #include "platform/path_map.h"
 #include "resources/screen_font.h"
@@ -30,7 +30,7 @@ Engine::Engine()
     if (startDirectory[0] && JoinPath(startDirectory, "Ini\\Shaders.ini", path, sizeof path))
         shaderDefinitions.SetFile(path);
     else
-        LogPrintf("## no path for <Ini\\Shaders.ini> in the working directory ##\n");
+        Report(ToLog, Frame::Problem, "no path for <Ini\\Shaders.ini> in the working directory");
 }
 
 Engine::~Engine()
@@ -38,17 +38,14 @@ Engine::~Engine()
     // A subclass has deleted what it owns by now; the resources go next,
     // and the console reports them and saves its text before it goes.
     int32_t shadersDeleted = DeleteAllShaders();
-    if (console)
-        console->Printf("> %d shaders have been deleted", shadersDeleted);
+    Report(ToConsole, Frame::None, "> %d shaders have been deleted", shadersDeleted);
     int32_t texturesDeleted = DeleteAllTextures();
-    if (console)
-        console->Printf("> %d textures have been deleted", texturesDeleted);
+    Report(ToConsole, Frame::None, "> %d textures have been deleted", texturesDeleted);
     int32_t programsDeleted = DeleteAllVertexPrograms();
+    Report(ToConsole, Frame::None, "> %d vertex program have been deleted", programsDeleted);
     if (console)
-    {
-        console->Printf("> %d vertex program have been deleted", programsDeleted);
         console->Execute("savelog console.log");
-    }
+    DetachConsole(this);
     // Font, console, then the vertex pool.
     delete font;
     font = nullptr;

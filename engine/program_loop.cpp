@@ -9,7 +9,7 @@
 #include "app/gl_setup.h"
 #include "app/ini_file.h"
 #include "app/input.h"
-#include "app/log.h"
+#include "app/report.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
 #include "engine/engine.h"
@@ -29,7 +29,7 @@ void ReadDirectory(char (&out)[kMaxPath])
 {
     if (getcwd(out, sizeof out))
         return;
-    LogPrintf("## cannot read the working directory: %s ##\n", strerror(errno));
+    Report(ToLog, Frame::Problem, "cannot read the working directory: %s", strerror(errno));
     exit(1);
 }
 
@@ -39,7 +39,7 @@ void FilePath(char (&out)[kMaxPath], const char* directory, const char* name)
 {
     if (JoinPath(directory, name, out, sizeof out))
         return;
-    LogPrintf("## path too long: <%s\\%s> ##\n", directory, name);
+    Report(ToLog, Frame::Problem, "path too long: <%s\\%s>", directory, name);
     exit(1);
 }
 

@@ -1,11 +1,11 @@
 // The console as every layer sees it: its table of virtual operations and
 // the kinds of its commands and variables.
 //
-// The console (console/console.h) sits above the resources, but textures,
-// shaders, vertex programs, the vertex pool and the meshes all report to
-// it, and the pool publishes a variable on it. They reach it through
-// g_engine->console, typed by this base, so that they link against this
-// layer only.
+// The console (console/console.h) sits above the resources. What the
+// layers below write to it goes through the report path (app/report.h),
+// where the engine attaches its console; the pool, which publishes a
+// variable on it, reaches it through g_engine->console, typed by this base,
+// so that it links against this layer only.
 #pragma once
 
 #include <cstdint>

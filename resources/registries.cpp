@@ -16,7 +16,7 @@
 #include <cstring>
 #include <vector>
 
-#include "resources/console_base.h"
+#include "app/report.h"
 #include "resources/engine_base.h"
 #include "resources/resource_list.h"
 #include "resources/screen_font.h"
@@ -68,13 +68,11 @@ template <class T> T* FindByName(ResourceList* list, ResourceListNode*& cursor, 
 }
 
 // One console line per name, with no prefix; a name is text, not a format.
-template <class T>
-int32_t ListNames(ResourceList* list, ResourceListNode*& cursor, ConsoleBase* console)
+template <class T> int32_t ListNames(ResourceList* list, ResourceListNode*& cursor)
 {
     int32_t listed = 0;
     for (cursor = list->First(); cursor; cursor = list->Next(cursor), ++listed)
-        if (console)
-            console->Printf("%s", At<T>(cursor)->name);
+        Report(ToConsole, Frame::None, "%s", At<T>(cursor)->name);
     return listed;
 }
 
@@ -246,7 +244,7 @@ template <class T> void RemoveByName(EngineBase* e, const char* name)
 
 template <class T> int32_t List(EngineBase* e)
 {
-    return ListNames<T>(Kind<T>::List(e), Kind<T>::Cursor(e), e->console);
+    return ListNames<T>(Kind<T>::List(e), Kind<T>::Cursor(e));
 }
 
 // The count doesn't depend on how each one fares.

@@ -11,7 +11,7 @@
 #include <cstdio>
 
 #include "app/gl_entry_points.h"
-#include "platform/message_box.h"
+#include "app/report.h"
 #include "platform/messages.h"
 #include "resources/engine_base.h"
 #include "resources/texture.h"
@@ -271,7 +271,7 @@ void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
     {
         // Fatal, but only here: the box, then a quit message that ends the
         // main loop after this frame. The other stages follow all the same.
-        MessageBox(kNoCombineText, kNoCombineCaption, 0);
+        ReportBox(Frame::None, kNoCombineText, kNoCombineCaption, 0);
         PostQuitMessage(kNoCombineExit);
         return;
     }

@@ -1,8 +1,7 @@
 #include "resources/texture.h"
 
-#include "app/log.h"
+#include "app/report.h"
 #include "archive/file_buffer.h"
-#include "platform/message_box.h"
 #include "platform/path_map.h"
 #include "resources/dib_image.h"
 #include "resources/targa_image.h"
@@ -18,7 +17,7 @@ namespace
 {
 
 // Every text this file shows, as the user sees it.
-const char* const kCannotOpenLine = "## cannot open file <%s> ##\n";
+const char* const kCannotOpenLine = "cannot open file <%s>"; // a problem in the log
 const char* const kDibCaption = "Error";
 const char* const kDibOpenFailed = "Failed to open DIB file %s.\n";
 const char* const kDibUnknownFormat = "Unknown DIB file format.";
@@ -33,16 +32,12 @@ template <size_t N> void CopyName(char (&to)[N], const char* from)
 
 void LogCannotOpen(const char* fileName)
 {
-    if (FILE* log = OpenLog("at"))
-    {
-        fprintf(log, kCannotOpenLine, fileName);
-        fclose(log);
-    }
+    Report(ToLog, Frame::Problem, kCannotOpenLine, fileName);
 }
 
 void ShowDibError(const char* text)
 {
-    MessageBox(text, kDibCaption, MB_OK | MB_ICONSTOP);
+    ReportBox(Frame::None, text, kDibCaption, MB_OK | MB_ICONSTOP);
 }
 
 // The whole disk file, through the engine's path mapping; null when it

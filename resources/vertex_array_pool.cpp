@@ -4,7 +4,7 @@
 
 #include "app/gl_entry_points.h"
 #include "app/math.h"
-#include "platform/message_box.h"
+#include "app/report.h"
 #include "platform/messages.h"
 #include "resources/console_base.h"
 #include "resources/engine_base.h"
@@ -21,7 +21,7 @@ const char* const kRangeInvalidLine = "> vertex array range invalid";
 const char* const kNoRangeMemoryText =
     "## AGP or video memory allocation error ##\n\nAllocate in main memory :-((";
 const char* const kNoRangeMemoryCaption = "Not enough memory";
-const char* const kNoMemoryText = "## memory allocation error ##";
+const char* const kNoMemoryText = "memory allocation error"; // a problem
 const char* const kNoMemoryCaption = "Fatal error";
 
 // The range state without flush that activation and release use, and the
@@ -29,18 +29,6 @@ const char* const kNoMemoryCaption = "Fatal error";
 constexpr GLenum kRangeWithoutFlush = 0x8533;
 constexpr GLenum kRange = 0x851D;
 constexpr GLenum kRangeValid = 0x851F;
-
-void Say(const char* format, int32_t value)
-{
-    if (g_engine && g_engine->console)
-        g_engine->console->Printf(format, value);
-}
-
-void Say(const char* line)
-{
-    if (g_engine && g_engine->console)
-        g_engine->console->Printf("%s", line);
-}
 
 } // namespace
 
@@ -80,17 +68,18 @@ void VertexArrayPool::Init(uint32_t bytes, int32_t kind, uint32_t align, float r
             base = cursor = static_cast<uint8_t*>(block);
             end = base + size;
             freeBytes = size;
-            Say(kind == 1 ? kAgpLine : kVramLine, static_cast<int32_t>(size / 1024));
+            Report(ToConsole, Frame::None, kind == 1 ? kAgpLine : kVramLine,
+                   static_cast<int32_t>(size / 1024));
             return;
         }
-        MessageBox(kNoRangeMemoryText, kNoRangeMemoryCaption, 0);
+        ReportBox(Frame::None, kNoRangeMemoryText, kNoRangeMemoryCaption, 0);
     }
 
     void* block = std::malloc(size ? size : 1);
     if (!block)
     {
         memoryKind = 0;
-        MessageBox(kNoMemoryText, kNoMemoryCaption, 0);
+        ReportBox(Frame::Problem, kNoMemoryText, kNoMemoryCaption, 0);
         PostQuitMessage(1);
         return;
     }
@@ -98,7 +87,7 @@ void VertexArrayPool::Init(uint32_t bytes, int32_t kind, uint32_t align, float r
     end = base + size;
     freeBytes = size;
     memoryKind = 0;
-    Say(kRamLine, static_cast<int32_t>(size / 1024));
+    Report(ToConsole, Frame::None, kRamLine, static_cast<int32_t>(size / 1024));
 }
 
 void VertexArrayPool::Reset()
@@ -146,7 +135,7 @@ void VertexArrayPool::ActivateRange()
     glEnableClientState(kRangeWithoutFlush);
     GLint valid = 0;
     glGetIntegerv(kRangeValid, &valid);
-    Say(valid ? kRangeValidLine : kRangeInvalidLine);
+    Report(ToConsole, Frame::None, "%s", valid ? kRangeValidLine : kRangeInvalidLine);
 }
 
 void VertexArrayPool::DeactivateRange()

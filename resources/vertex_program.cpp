@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "app/gl_entry_points.h"
+#include "app/report.h"
 #include "archive/file_buffer.h"
-#include "resources/console_base.h"
 #include "resources/engine_base.h"
 
 namespace
@@ -109,23 +109,17 @@ bool VertexProgram::Compile(const char* fileName)
     GLint position = -1;
     glGetIntegerv(GL_PROGRAM_ERROR_POSITION_ARB, &position);
 
-    ConsoleBase* console = g_engine->console;
     bool compiled = position == -1;
     if (compiled)
-    {
-        if (console)
-            console->Printf(kCompiled, fileName);
-    }
+        Report(ToConsole, Frame::None, kCompiled, fileName);
     else
     {
-        if (console)
-            console->Printf(kRejected, fileName, position);
+        Report(ToConsole, Frame::None, kRejected, fileName, position);
         char line[256];
         CopyErrorLine(text, length, position, line);
         const GLubyte* message = glGetString(GL_PROGRAM_ERROR_STRING_ARB);
-        if (console)
-            console->Printf(kRejectedLine, line,
-                            message ? reinterpret_cast<const char*>(message) : "");
+        Report(ToConsole, Frame::None, kRejectedLine, line,
+               message ? reinterpret_cast<const char*>(message) : "");
     }
     file.Close();
     return compiled;

@@ -3,9 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/report.h"
 #include "archive/file_buffer.h"
-#include "resources/console_base.h"
-#include "resources/engine_base.h"
 #include "resources/registries.h"
 #include "resources/shader.h"
 
@@ -18,12 +17,6 @@ const char* const kTruncatedLine = "  mesh %u of %u is cut short";
 const char* const kBadIndexLine = "  mesh %u of %u names a vertex it doesn't have";
 const char* const kPoolFullLine = "  mesh %u of %u doesn't fit in the vertex memory";
 const char* const kFewerLine = "  the file holds %u meshes at most, not %u";
-
-void Say(const char* format, uint32_t a, uint32_t b)
-{
-    if (g_engine && g_engine->console)
-        g_engine->console->Printf(format, a, b);
-}
 
 } // namespace
 
@@ -135,10 +128,9 @@ void MeshSet::Read(FileBuffer& file, const char* path)
         }
     }
 
-    if (g_engine && g_engine->console)
-        g_engine->console->Printf(kLoadedLine, static_cast<int32_t>(meshCount), path ? path : "");
+    Report(ToConsole, Frame::None, kLoadedLine, static_cast<int32_t>(meshCount), path ? path : "");
     if (detail)
-        Say(detail, failed, count);
+        Report(ToConsole, Frame::None, detail, failed, count);
     else if (count > made)
-        Say(kFewerLine, room, count);
+        Report(ToConsole, Frame::None, kFewerLine, room, count);
 }

@@ -1,21 +1,25 @@
 // The application shell without GL: the settings reader with its shared
-// buffer, the window procedure, and the sound start-up's log text.
+// buffer, the window procedure, the sound start-up's log text, and the
+// report path's destinations.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
 #include "app/ini_file.h"
 #include "app/input.h"
 #include "app/log.h"
+#include "app/report.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
 #include "platform/keys.h"
 #include "platform/messages.h"
 #include "platform/sound.h"
 #include "support/files.h"
+#include "support/report_capture.h"
 
 namespace
 {
@@ -263,3 +267,36 @@ TEST_F(SoundStartupTest, LogTextOfEachWayThrough)
 }
 
 } // namespace
+
+using ReportTest = AppTest;
+
+// One problem text framed for each destination; the console hears only
+// while attached and only its owner detaches it; the hook sees everything.
+TEST_F(ReportTest, EachDestinationFramesTheProblem)
+{
+    std::vector<std::string> console;
+    auto sink = [](const char* line, void* user)
+    { static_cast<std::vector<std::string>*>(user)->push_back(line); };
+    testsupport::ReportCapture capture;
+    capture.answer = IDNO;
+    LogBlock(LogBlock::Fresh).Write(Frame::None, "- step %d\n", 1);
+    Report(ToConsole, Frame::Problem, "unheard");
+    AttachConsole(sink, &console);
+    Report(ToLog | ToConsole, Frame::Problem, "can't read '%s'", "x");
+    Report(ToLog, Frame::InlineProblem, "a !");
+    Report(ToLog, Frame::InlineProblem, "b !");
+    DetachConsole(&capture);
+    Report(ToConsole, Frame::None, "> %d left", 2);
+    DetachConsole(&console);
+    Report(ToConsole, Frame::None, "gone");
+    EXPECT_EQ(ReportBox(Frame::Problem, "no memory", "Fatal", MB_YESNO), IDNO);
+
+    EXPECT_EQ(testsupport::ReadText(TESSIMO_LOG_FILE),
+              "- step 1\n## can't read 'x' ##\n## a ! #### b ! ##");
+    EXPECT_EQ(console, (std::vector<std::string>{"> can't read 'x'", "> 2 left"}));
+    EXPECT_EQ(capture.To(ReportDestination::Console),
+              (std::vector<std::string>{"> unheard", "> can't read 'x'", "> 2 left", "gone"}));
+    ASSERT_EQ(capture.boxes.size(), 1u);
+    EXPECT_EQ(capture.boxes[0].text, "## no memory ##");
+    EXPECT_EQ(capture.boxes[0].caption, "Fatal");
+}

@@ -19,7 +19,7 @@
 #include "platform/gl_window.h"
 #include "platform/messages.h"
 #include "support/files.h"
-#include "support/message_box_capture.h"
+#include "support/report_capture.h"
 
 namespace
 {
@@ -68,7 +68,7 @@ protected:
         g_window->Destroy();
     }
     testsupport::TempDir temp;
-    testsupport::MessageBoxCapture boxes;
+    testsupport::ReportCapture boxes;
 };
 
 TEST_F(WindowGl, CreateGivesTheFormatAskedForAndWritesTheLog)

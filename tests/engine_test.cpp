@@ -26,14 +26,14 @@
 #include "platform/keys.h"
 #include "support/files.h"
 #include "support/gl_context.h"
-#include "support/message_box_capture.h"
+#include "support/report_capture.h"
 #include "support/required_extensions.h"
 
 namespace
 {
 
-using testsupport::MessageBoxCapture;
 using testsupport::ReadText;
+using testsupport::ReportCapture;
 using testsupport::TempDir;
 
 std::vector<std::string> ConsoleLines(const Console* console)
@@ -259,7 +259,7 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
         words.insert(w);
     auto has = [&](const char* name) { return words.count(name) > 0; };
 
-    MessageBoxCapture boxes;
+    ReportCapture boxes;
     std::string before = ReadText(dir->path + "/tessimo2.log");
     Engine engine;
     CurrentEngine current(&engine);
@@ -361,7 +361,7 @@ public:
 
 TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
 {
-    MessageBoxCapture boxes;
+    ReportCapture boxes;
     std::string log = dir->path + "/tessimo2.log";
     std::string before = ReadText(log);
     // Only the second vertex array range: the first is not found by prefix.

@@ -26,7 +26,7 @@
 #include "support/files.h"
 #include "support/gl_context.h"
 #include "support/material_files.h"
-#include "support/message_box_capture.h"
+#include "support/report_capture.h"
 
 namespace
 {
@@ -265,7 +265,7 @@ TEST_F(MaterialsGl, WithoutCombineEveryStageRefusesAndTheRunQuits)
     Start();
     Shader* glass = engine->AddShader("Glass");
     engine->hasTexEnvCombine = false;
-    testsupport::MessageBoxCapture boxes;
+    testsupport::ReportCapture boxes;
     ClearMessageQueue();
     engine->SetShader(glass);
     ASSERT_EQ(boxes.boxes.size(), 2u);

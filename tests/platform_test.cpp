@@ -8,6 +8,7 @@
 #include <ctime>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
 #include "platform/counter.h"
 #include "platform/keys.h"
@@ -17,7 +18,6 @@
 #include "platform/sound.h"
 #include "platform/system_time.h"
 #include "support/files.h"
-#include "support/message_box_capture.h"
 
 namespace
 {
@@ -293,14 +293,19 @@ TEST(SystemTime, IsUtc)
 TEST(MessageBoxes, HookRecordsAndHeadlessTakesDefaults)
 {
     {
-        testsupport::MessageBoxCapture boxes;
-        boxes.answer = IDNO;
+        // The platform's own hook, beneath the report path's.
+        std::vector<std::string> seen;
+        auto record = [](const char* text, const char* caption, unsigned style, void* user)
+        {
+            static_cast<std::vector<std::string>*>(user)->push_back(
+                std::string(text) + "|" + caption + "|" + std::to_string(style));
+            return (style & 0xF) == MB_YESNO ? IDNO : IDOK;
+        };
+        SetMessageBoxHook(record, &seen);
         EXPECT_EQ(MessageBox("Question?", "Cap", MB_YESNO | MB_ICONEXCLAMATION), IDNO);
         EXPECT_EQ(MessageBox("Note.", "Cap2", MB_ICONSTOP), IDOK);
-        ASSERT_EQ(boxes.boxes.size(), 2u);
-        EXPECT_EQ(boxes.boxes[0].text, "Question?");
-        EXPECT_EQ(boxes.boxes[0].style, 0x34u);
-        EXPECT_EQ(boxes.boxes[1].caption, "Cap2");
+        SetMessageBoxHook(nullptr, nullptr);
+        EXPECT_EQ(seen, (std::vector<std::string>{"Question?|Cap|52", "Note.|Cap2|16"}));
     }
     // No hook, headless: standard error and the default answer, at once.
     setenv("TESSIMO_HEADLESS", "1", 1);

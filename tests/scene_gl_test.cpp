@@ -21,8 +21,8 @@
 #include "scene/mesh.h"
 #include "scene/mesh_set.h"
 #include "support/mesh_builder.h"
-#include "support/message_box_capture.h"
 #include "support/model_file.h"
+#include "support/report_capture.h"
 #include "support/scene_engine.h"
 
 namespace
@@ -335,7 +335,7 @@ void APIENTRY FakeRange(GLsizei, const void*) {}
 
 TEST_F(SceneGl, PoolTakesRangeMemoryWhenTheDriverHasItAndSaysWhere)
 {
-    testsupport::MessageBoxCapture boxes;
+    testsupport::ReportCapture boxes;
     ep_wglAllocateMemoryNV = FakeAllocate;
     ep_wglFreeMemoryNV = FakeFree;
     ep_glVertexArrayRangeNV = FakeRange;

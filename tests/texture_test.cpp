@@ -8,7 +8,7 @@
 #include "resources/texture.h"
 #include "tests/support/files.h"
 #include "tests/support/gl_context.h"
-#include "tests/support/message_box_capture.h"
+#include "tests/support/report_capture.h"
 #include "tests/texture_images.h"
 
 #include <GL/gl.h>
@@ -80,7 +80,7 @@ protected:
 
     static testsupport::GlContext* context;
     testsupport::TempDir folder;
-    testsupport::MessageBoxCapture capture;
+    testsupport::ReportCapture capture;
     std::vector<testsupport::CapturedBox>& boxes = capture.boxes;
 };
 
