@@ -611,3 +611,108 @@ TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
 }
 
 } // namespace
+
+// The cache sends a change only where its mirror differs: GL changed behind
+// its back stays as it is. Each capability reaches its own switch, and the
+// per-unit tables follow the active unit.
+TEST_F(EngineGl, RenderStateCacheSendsOnlyChanges)
+{
+    Engine engine;
+    CurrentEngine current(&engine);
+    ASSERT_TRUE(engine.Init()); // fetches glActiveTextureARB
+    RenderStateCache cache;
+    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
+    const unsigned char* mirrors[] = {&cache.lightingEnabled, &cache.blendEnabled,
+                                      &cache.stencilTestEnabled, &cache.depthTestEnabled,
+                                      &cache.cullFaceEnabled};
+    for (GLenum cap : caps)
+    {
+        cache.Enable(cap, false);
+        glDisable(cap);
+    }
+    for (int i = 0; i < 5; ++i)
+    {
+        cache.Enable(caps[i], true);
+        for (int j = 0; j < 5; ++j)
+        {
+            EXPECT_EQ(glIsEnabled(caps[j]), i == j) << std::hex << caps[i] << " " << caps[j];
+            EXPECT_EQ(*mirrors[j], i == j ? 1 : 0) << std::hex << caps[i] << " " << caps[j];
+        }
+        glDisable(caps[i]);
+        cache.Enable(caps[i], true);
+        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
+        cache.Enable(caps[i], false);
+    }
+
+    GLint value = 0;
+    glDepthFunc(GL_ALWAYS);
+    cache.SetDepthFunc(GL_LESS); // the mirror's start
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_ALWAYS);
+    cache.SetDepthFunc(GL_LEQUAL);
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_LEQUAL);
+    glFrontFace(GL_CW);
+    cache.SetFrontFace(GL_CCW);
+    glGetIntegerv(GL_FRONT_FACE, &value);
+    EXPECT_EQ(value, GL_CW);
+    cache.SetFrontFace(GL_CW);
+    cache.SetFrontFace(GL_CCW);
+    glGetIntegerv(GL_FRONT_FACE, &value);
+    EXPECT_EQ(value, GL_CCW);
+    GLboolean mask = GL_TRUE;
+    glDepthMask(GL_FALSE);
+    cache.SetDepthMask(true);
+    glGetBooleanv(GL_DEPTH_WRITEMASK, &mask);
+    EXPECT_EQ(mask, GL_FALSE);
+    cache.SetDepthMask(false);
+    cache.SetDepthMask(true);
+    glGetBooleanv(GL_DEPTH_WRITEMASK, &mask);
+    EXPECT_EQ(mask, GL_TRUE);
+
+    // Unit 1: texturing and coordinate generation on, unit 0 untouched.
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    glDisable(GL_TEXTURE_2D);
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    cache.UnitTexture(GL_TEXTURE_2D, true);
+    cache.TexGen(true);
+    EXPECT_EQ(cache.ActiveUnitIndex(), 1u);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE1_ARB);
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_S));
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_T));
+    EXPECT_EQ(cache.unitTexGenS[1] + cache.unitTexGenT[1], 2);
+    EXPECT_EQ(cache.unitTexGenS[0] + cache.unitTexGenT[0], 0);
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE0_ARB);
+    cache.SelectUnit(GL_TEXTURE0_ARB);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE0_ARB);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_GEN_S));
+    // Unit 0 starts marked on, so switching it on sends nothing.
+    cache.UnitTexture(GL_TEXTURE_2D, true);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    // Off without a known target: both targets go off.
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_TEXTURE_3D);
+    cache.UnitTextureOff();
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_3D));
+    EXPECT_EQ(cache.unitTextureEnabled[0], 0);
+    EXPECT_EQ(cache.unitTextureEnabled[1], 1);
+
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    cache.UnitTexture(GL_TEXTURE_2D, false);
+    cache.TexGen(false);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_GEN_T));
+    cache.SelectUnit(GL_TEXTURE0_ARB);
+    // InitGL's state for the tests after this one.
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_LIGHTING);
+    glEnable(GL_DEPTH_TEST);
+}
