@@ -175,6 +175,8 @@ public:
     // The working directory at construction, as deep as the system allows.
     char startDirectory[kMaxPath] = {};
 
+    // Mirrors of the GL state that materials, text and the scene switch;
+    // every change goes through its methods.
     RenderStateCache renderState;
 
     // The three registries, each with the one list position its walks use.
