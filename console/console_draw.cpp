@@ -1,6 +1,5 @@
 // Draw: the console's box, caption, last lines and typed line, in the 2D
 // mode of the frame (pixels, origin at the top left, y growing downwards).
-#include "app/gl_entry_points.h"
 #include "console/console.h"
 #include "console/console_texts.h"
 #include "resources/engine_base.h"
@@ -12,17 +11,8 @@ namespace
 // Texturing off on `unit`, which is left active, through the state cache.
 void DisableTexturing(EngineBase* engine, GLenum unit)
 {
-    if (engine->activeTextureUnit != unit && glActiveTextureARB)
-    {
-        glActiveTextureARB(unit);
-        engine->activeTextureUnit = unit;
-    }
-    uint32_t index = unit - GL_TEXTURE0_ARB;
-    if (engine->activeTextureUnit == unit && engine->unitTextureEnabled[index])
-    {
-        glDisable(GL_TEXTURE_2D);
-        engine->unitTextureEnabled[index] = 0;
-    }
+    engine->renderState.SelectUnit(unit);
+    engine->renderState.UnitTexture(GL_TEXTURE_2D, false);
 }
 
 // No material, no vertex program, plain colours.
@@ -32,16 +22,8 @@ void PrepareState(EngineBase* engine)
     engine->SetVertexProgram(nullptr);
     DisableTexturing(engine, GL_TEXTURE1_ARB);
     DisableTexturing(engine, GL_TEXTURE0_ARB);
-    if (engine->blendEnabled)
-    {
-        glDisable(GL_BLEND);
-        engine->blendEnabled = 0;
-    }
-    if (engine->cullFaceEnabled)
-    {
-        glDisable(GL_CULL_FACE);
-        engine->cullFaceEnabled = 0;
-    }
+    engine->renderState.Enable(GL_BLEND, false);
+    engine->renderState.Enable(GL_CULL_FACE, false);
 }
 
 // The gradient box, `bottom` pixels high over the whole width.

@@ -62,7 +62,7 @@ void SetText(char (&out)[256], const char* text)
 // the driver refused holds no text.
 bool ProgramWorks(VertexProgram* program)
 {
-    if (!program || !g_engine->hasVertexProgram || !glIsProgramARB(program->id))
+    if (!program || !g_engine->capabilities.hasVertexProgram || !glIsProgramARB(program->id))
         return false;
     glBindProgramARB(GL_VERTEX_PROGRAM_ARB, program->id);
     GLint length = 0;
@@ -120,7 +120,7 @@ bool HatchingDemo::Init()
 
     // Without 3D textures the map has nowhere to go: "Hatching" keeps the
     // map its definition names.
-    if (hasTexture3D)
+    if (capabilities.hasTexture3D)
     {
         artMap = new TonalArtMap;
         artMap->Build(kArtMapSize, kArtMapTones, kArtMapCandidates, kArtMapHatching);
@@ -248,11 +248,13 @@ void HatchingDemo::DrawOverlay()
     const int32_t a = font->advance;
     const int32_t fpsNow = GetFps();
     font->Print((80 - a) * 10, 600 - s, "FPS : %d", fpsNow);
-    font->Print(0, 600 - s, "%d Poly", polygonCount);
-    font->Print(325, 600 - a, "%.2f MPoly/s", MegaPolygonsPerSecond(fpsNow, polygonCount));
+    font->Print(0, 600 - s, "%d Poly", stats.polygonCount);
+    font->Print(325, 600 - a, "%.2f MPoly/s", MegaPolygonsPerSecond(fpsNow, stats.polygonCount));
     const float size = static_cast<float>(s);
-    font->Print(0, static_cast<int32_t>(600.0f - 5.0f * size), "Frame   : %2d %%", renderPercent);
-    font->Print(0, static_cast<int32_t>(600.0f - 4.0f * size), "CPU     : %2d %%", updatePercent);
+    font->Print(0, static_cast<int32_t>(600.0f - 5.0f * size), "Frame   : %2d %%",
+                stats.renderPercent);
+    font->Print(0, static_cast<int32_t>(600.0f - 4.0f * size), "CPU     : %2d %%",
+                stats.updatePercent);
     font->Print(0, static_cast<int32_t>(600.0f - 3.0f * size), "Other ? : %2d %%",
-                100 - updatePercent - renderPercent);
+                100 - stats.updatePercent - stats.renderPercent);
 }

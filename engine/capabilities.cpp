@@ -48,24 +48,24 @@ const MissingExtension kNoTexture3D = {
 struct ProgramLimit
 {
     GLenum name;
-    int32_t EngineBase::*field;
+    int32_t ProgramLimits::*field;
 };
 
 const ProgramLimit kProgramLimits[] = {
-    {GL_MAX_PROGRAM_INSTRUCTIONS_ARB, &Engine::maxProgramInstructions},
-    {GL_MAX_PROGRAM_NATIVE_INSTRUCTIONS_ARB, &Engine::maxProgramNativeInstructions},
-    {GL_MAX_PROGRAM_TEMPORARIES_ARB, &Engine::maxProgramTemporaries},
-    {GL_MAX_PROGRAM_NATIVE_TEMPORARIES_ARB, &Engine::maxProgramNativeTemporaries},
-    {GL_MAX_PROGRAM_PARAMETERS_ARB, &Engine::maxProgramParameters},
-    {GL_MAX_PROGRAM_NATIVE_PARAMETERS_ARB, &Engine::maxProgramNativeParameters},
-    {GL_MAX_PROGRAM_ATTRIBS_ARB, &Engine::maxProgramAttribs},
-    {GL_MAX_PROGRAM_NATIVE_ATTRIBS_ARB, &Engine::maxProgramNativeAttribs},
-    {GL_MAX_PROGRAM_ADDRESS_REGISTERS_ARB, &Engine::maxProgramAddressRegisters},
-    {GL_MAX_PROGRAM_NATIVE_ADDRESS_REGISTERS_ARB, &Engine::maxProgramNativeAddressRegisters},
-    {GL_MAX_PROGRAM_ENV_PARAMETERS_ARB, &Engine::maxProgramEnvParameters},
-    {GL_MAX_VERTEX_ATTRIBS_ARB, &Engine::maxVertexAttribs},
-    {GL_MAX_PROGRAM_MATRICES_ARB, &Engine::maxProgramMatrices},
-    {GL_MAX_PROGRAM_MATRIX_STACK_DEPTH_ARB, &Engine::maxProgramMatrixStackDepth},
+    {GL_MAX_PROGRAM_INSTRUCTIONS_ARB, &ProgramLimits::maxProgramInstructions},
+    {GL_MAX_PROGRAM_NATIVE_INSTRUCTIONS_ARB, &ProgramLimits::maxProgramNativeInstructions},
+    {GL_MAX_PROGRAM_TEMPORARIES_ARB, &ProgramLimits::maxProgramTemporaries},
+    {GL_MAX_PROGRAM_NATIVE_TEMPORARIES_ARB, &ProgramLimits::maxProgramNativeTemporaries},
+    {GL_MAX_PROGRAM_PARAMETERS_ARB, &ProgramLimits::maxProgramParameters},
+    {GL_MAX_PROGRAM_NATIVE_PARAMETERS_ARB, &ProgramLimits::maxProgramNativeParameters},
+    {GL_MAX_PROGRAM_ATTRIBS_ARB, &ProgramLimits::maxProgramAttribs},
+    {GL_MAX_PROGRAM_NATIVE_ATTRIBS_ARB, &ProgramLimits::maxProgramNativeAttribs},
+    {GL_MAX_PROGRAM_ADDRESS_REGISTERS_ARB, &ProgramLimits::maxProgramAddressRegisters},
+    {GL_MAX_PROGRAM_NATIVE_ADDRESS_REGISTERS_ARB, &ProgramLimits::maxProgramNativeAddressRegisters},
+    {GL_MAX_PROGRAM_ENV_PARAMETERS_ARB, &ProgramLimits::maxProgramEnvParameters},
+    {GL_MAX_VERTEX_ATTRIBS_ARB, &ProgramLimits::maxVertexAttribs},
+    {GL_MAX_PROGRAM_MATRICES_ARB, &ProgramLimits::maxProgramMatrices},
+    {GL_MAX_PROGRAM_MATRIX_STACK_DEPTH_ARB, &ProgramLimits::maxProgramMatrixStackDepth},
 };
 
 // Drivers of today answer most of these limits only per program target, and
@@ -107,7 +107,7 @@ struct Probe
 {
     const char* extension;
     const char* alternative;
-    bool EngineBase::*flag;
+    bool Capabilities::*flag;
     int group; // an EntryPointGroup, or kNoGroup
     bool lineFirst;
     Limits limits;
@@ -119,32 +119,32 @@ struct Probe
 // The probes, in the order Init runs them.
 // clang-format off
 const Probe kProbes[] = {
-    {"GL_ARB_multitexture", nullptr, &EngineBase::hasMultitexture, kGroupMultitexture, false,
+    {"GL_ARB_multitexture", nullptr, &Capabilities::hasMultitexture, kGroupMultitexture, false,
      Limits::TextureUnits, "> multitexturing supported", "  %d texture unit", &kNoMultitexture},
-    {"GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp", &EngineBase::hasEdgeClamp,
+    {"GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp", &Capabilities::hasEdgeClamp,
      kNoGroup, false, Limits::None, "> texture egde clamping supported", nullptr, nullptr},
-    {"GL_EXT_compiled_vertex_array", nullptr, &EngineBase::hasCompiledVertexArray,
+    {"GL_EXT_compiled_vertex_array", nullptr, &Capabilities::hasCompiledVertexArray,
      kGroupCompiledVertexArray, true, Limits::None, "> compiled vertex array supported", nullptr,
      &kNoCompiledVertexArray},
-    {"GL_NV_vertex_array_range", nullptr, &EngineBase::hasVertexArrayRange, kGroupVertexArrayRange,
+    {"GL_NV_vertex_array_range", nullptr, &Capabilities::hasVertexArrayRange, kGroupVertexArrayRange,
      true, Limits::None, "> vertex array range extension supported", nullptr, nullptr},
-    {"GL_NV_vertex_array_range2", nullptr, &EngineBase::hasVertexArrayRange2, kNoGroup, false,
+    {"GL_NV_vertex_array_range2", nullptr, &Capabilities::hasVertexArrayRange2, kNoGroup, false,
      Limits::None, "> vertex array range 2 extension supported", nullptr, nullptr},
-    {"GL_NV_register_combiners", nullptr, &EngineBase::hasRegisterCombiners,
+    {"GL_NV_register_combiners", nullptr, &Capabilities::hasRegisterCombiners,
      kGroupRegisterCombiners, false, Limits::GeneralCombiners,
      "> register combiners extension supported", "  %d max general combiners", nullptr},
-    {"GL_ARB_transpose_matrix", nullptr, &EngineBase::hasTransposeMatrix, kGroupTransposeMatrix,
+    {"GL_ARB_transpose_matrix", nullptr, &Capabilities::hasTransposeMatrix, kGroupTransposeMatrix,
      false, Limits::None, "> transpose matrix extension supported", nullptr, &kNoTransposeMatrix},
-    {"GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine", &EngineBase::hasTexEnvCombine,
+    {"GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine", &Capabilities::hasTexEnvCombine,
      kNoGroup, false, Limits::None, "> texture environment combine extension supported", nullptr,
      nullptr},
-    {"GL_ARB_texture_env_dot3", nullptr, &EngineBase::hasTexEnvDot3, kNoGroup, false,
+    {"GL_ARB_texture_env_dot3", nullptr, &Capabilities::hasTexEnvDot3, kNoGroup, false,
      Limits::None, "> dotproduct3 texture extension supported", nullptr, nullptr},
-    {"GL_SGIS_generate_mipmap", nullptr, &EngineBase::hasGenerateMipmap, kNoGroup, false,
+    {"GL_SGIS_generate_mipmap", nullptr, &Capabilities::hasGenerateMipmap, kNoGroup, false,
      Limits::None, "> sgis generate mimap extension supported", nullptr, nullptr},
-    {"GL_ARB_vertex_program", nullptr, &EngineBase::hasVertexProgram, kGroupVertexProgram, false,
+    {"GL_ARB_vertex_program", nullptr, &Capabilities::hasVertexProgram, kGroupVertexProgram, false,
      Limits::Program, "> arb vertex program supported", nullptr, &kNoVertexProgram},
-    {"GL_EXT_texture3D", nullptr, &EngineBase::hasTexture3D, kGroupTexture3D, false,
+    {"GL_EXT_texture3D", nullptr, &Capabilities::hasTexture3D, kGroupTexture3D, false,
      Limits::None, "> 3d texture supported", nullptr, &kNoTexture3D},
 };
 // clang-format on
@@ -158,13 +158,13 @@ int32_t ReadLimits(EngineBase& e, Limits kind)
     {
     case Limits::TextureUnits:
         glGetIntegerv(GL_MAX_TEXTURE_UNITS_ARB, &value);
-        return e.maxTextureUnits = value;
+        return e.capabilities.maxTextureUnits = value;
     case Limits::GeneralCombiners:
         glGetIntegerv(GL_MAX_GENERAL_COMBINERS_NV, &value);
-        return e.maxGeneralCombiners = value;
+        return e.capabilities.maxGeneralCombiners = value;
     case Limits::Program:
         for (const ProgramLimit& limit : kProgramLimits)
-            e.*limit.field = ReadProgramLimit(limit.name);
+            e.programLimits.*limit.field = ReadProgramLimit(limit.name);
         return 0;
     case Limits::None:
         break;
@@ -200,14 +200,14 @@ bool Engine::Init()
     AttachConsole(ToEngineConsole, this);
     ProbeCapabilities();
     // Ours, for the stage key "anisotropy": silent, present or not.
-    hasAnisotropicFilter = ExtensionSupported("GL_EXT_texture_filter_anisotropic");
-    if (hasAnisotropicFilter)
-        glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &maxAnisotropy);
+    capabilities.hasAnisotropicFilter = ExtensionSupported("GL_EXT_texture_filter_anisotropic");
+    if (capabilities.hasAnisotropicFilter)
+        glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &capabilities.maxAnisotropy);
     // The pool takes no memory yet: the application sets it up.
     vertexPool = new VertexArrayPool;
     console->AddVariable("r_drawnormals", VariableBool, &drawNormals, false);
-    stepTimer.Reset();
-    statsTimer.Reset();
+    stats.stepTimer.Reset();
+    stats.statsTimer.Reset();
     return true;
 }
 
@@ -217,7 +217,7 @@ void Engine::ProbeCapabilities()
     {
         bool present = ExtensionSupported(probe.extension) ||
                        (probe.alternative && ExtensionSupported(probe.alternative));
-        this->*probe.flag = present;
+        capabilities.*probe.flag = present;
         if (!present)
         {
             if (probe.missing)

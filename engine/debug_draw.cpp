@@ -1,6 +1,5 @@
 // Debug drawing: white-or-current-colour lines in the scene, for a subclass
 // that wants to see a segment, a triangle or a ray while it is developed.
-#include "app/gl_entry_points.h"
 #include "engine/engine.h"
 
 namespace
@@ -10,17 +9,10 @@ namespace
 // cache, so that the next material finds the state it expects.
 void PrepareLines(Engine* engine)
 {
-    engine->SelectUnit(GL_TEXTURE0_ARB);
-    if (engine->lightingEnabled)
-    {
-        glDisable(GL_LIGHTING);
-        engine->lightingEnabled = 0;
-    }
-    if (engine->unitTextureEnabled[0])
-    {
-        glDisable(GL_TEXTURE_2D);
-        engine->unitTextureEnabled[0] = 0;
-    }
+    RenderStateCache& state = engine->renderState;
+    state.SelectUnit(GL_TEXTURE0_ARB);
+    state.Enable(GL_LIGHTING, false);
+    state.UnitTexture(GL_TEXTURE_2D, false);
 }
 
 } // namespace
@@ -28,11 +20,7 @@ void PrepareLines(Engine* engine)
 void Engine::DrawLine(const Vec4& from, const Vec4& to)
 {
     PrepareLines(this);
-    if (cullFaceEnabled)
-    {
-        glDisable(GL_CULL_FACE);
-        cullFaceEnabled = 0;
-    }
+    renderState.Enable(GL_CULL_FACE, false);
     glBegin(GL_LINES);
     glVertex3fv(&from.x);
     glVertex3fv(&to.x);

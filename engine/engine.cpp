@@ -60,48 +60,48 @@ bool Engine::Frame()
     glClear(clearMask);
     glLoadIdentity();
 
-    statsTimer.Tick();
-    statsElapsed += statsTimer.delta;
-    framesThisSecond += 1;
+    stats.statsTimer.Tick();
+    statsElapsed += stats.statsTimer.delta;
+    stats.framesThisSecond += 1;
     if (statsElapsed > 1.0f)
     {
         statsElapsed = 0;
-        fps = framesThisSecond;
-        framesThisSecond = 0;
-        updatePercent = static_cast<int32_t>(updateSeconds * 100);
-        renderPercent = static_cast<int32_t>(renderSeconds * 100);
-        updateSeconds = renderSeconds = 0;
+        stats.fps = stats.framesThisSecond;
+        stats.framesThisSecond = 0;
+        stats.updatePercent = static_cast<int32_t>(stats.updateSeconds * 100);
+        stats.renderPercent = static_cast<int32_t>(stats.renderSeconds * 100);
+        stats.updateSeconds = stats.renderSeconds = 0;
     }
 
     // Time lost to a stall of a second or more is dropped, not caught up.
-    stepTimer.Tick();
-    stepElapsed += stepTimer.delta;
+    stats.stepTimer.Tick();
+    stepElapsed += stats.stepTimer.delta;
     if (stepElapsed >= 1.0f)
         stepElapsed = 0;
 
-    updateTimer.Tick();
+    stats.updateTimer.Tick();
     while (stepElapsed >= kTickSeconds)
     {
         Update();
         stepElapsed -= kTickSeconds;
     }
-    updateTimer.Tick();
-    updateSeconds += updateTimer.delta;
+    stats.updateTimer.Tick();
+    stats.updateSeconds += stats.updateTimer.delta;
 
-    polygonCount = 0;
-    renderTimer.Tick();
+    stats.polygonCount = 0;
+    stats.renderTimer.Tick();
     return true;
 }
 
 void Engine::EndFrame()
 {
-    renderTimer.Tick();
-    renderSeconds += renderTimer.delta;
+    stats.renderTimer.Tick();
+    stats.renderSeconds += stats.renderTimer.delta;
 }
 
 int32_t Engine::GetFps()
 {
-    return fps;
+    return stats.fps;
 }
 
 void Engine::Begin2D(double width, double height)
@@ -110,16 +110,8 @@ void Engine::Begin2D(double width, double height)
     glPushMatrix();
     glLoadIdentity();
     glOrtho(0, width, height, 0, -1, 1);
-    if (lightingEnabled)
-    {
-        glDisable(GL_LIGHTING);
-        lightingEnabled = 0;
-    }
-    if (depthTestEnabled)
-    {
-        glDisable(GL_DEPTH_TEST);
-        depthTestEnabled = 0;
-    }
+    renderState.Enable(GL_LIGHTING, false);
+    renderState.Enable(GL_DEPTH_TEST, false);
     glMatrixMode(GL_MODELVIEW);
 }
 

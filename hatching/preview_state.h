@@ -4,9 +4,8 @@
 // blending that replaces.
 #pragma once
 
-#include <cstdint>
+#include <GL/gl.h>
 
 class Texture;
 
-// Returns the index of the texture unit in use.
-uint32_t PreparePreview(Texture* texture, uint32_t enable, uint32_t disable);
+void PreparePreview(Texture* texture, GLenum enable, GLenum disable);

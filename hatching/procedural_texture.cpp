@@ -37,7 +37,7 @@ void ProceduralTexture::UploadLevel(uint32_t level)
     if (!autoMipmap)
         glTexImage2D(GL_TEXTURE_2D, level, bitsPerPixel / 8, width >> level, height >> level, 0,
                      format, GL_UNSIGNED_BYTE, levels[level]);
-    else if (g_engine && g_engine->hasGenerateMipmap)
+    else if (g_engine && g_engine->capabilities.hasGenerateMipmap)
     {
         glTexParameteri(GL_TEXTURE_2D, GL_GENERATE_MIPMAP_SGIS, 1);
         glTexImage2D(GL_TEXTURE_2D, 0, sized, width, height, 0, format, GL_UNSIGNED_BYTE,

@@ -1,6 +1,5 @@
 #include "hatching/volume_texture.h"
 
-#include "app/gl_entry_points.h"
 #include "hatching/preview_state.h"
 #include "resources/engine_base.h"
 
@@ -16,7 +15,7 @@ void VolumeTexture::Bind()
 
 void VolumeTexture::DrawPreview(float scale)
 {
-    uint32_t unit = PreparePreview(this, GL_TEXTURE_3D, GL_TEXTURE_2D);
+    PreparePreview(this, GL_TEXTURE_3D, GL_TEXTURE_2D);
     float w = static_cast<float>(width), h = static_cast<float>(height);
     glPushMatrix();
     glBegin(GL_QUADS);
@@ -30,9 +29,5 @@ void VolumeTexture::DrawPreview(float scale)
     glVertex3f(400 - w, 300 - h, 0);
     glEnd();
     glPopMatrix();
-    if (g_engine->unitTextureEnabled[unit])
-    {
-        glDisable(GL_TEXTURE_3D);
-        g_engine->unitTextureEnabled[unit] = 0;
-    }
+    g_engine->renderState.UnitTexture(GL_TEXTURE_3D, false);
 }

@@ -1,6 +1,5 @@
 #include "resources/engine_base.h"
 
-#include "app/gl_entry_points.h"
 #include "resources/resource_list.h"
 
 EngineBase* g_engine = nullptr;
@@ -17,13 +16,4 @@ EngineBase::~EngineBase()
     delete vertexPrograms;
     delete shaders;
     delete textures;
-}
-
-void EngineBase::SelectUnit(GLenum unit)
-{
-    if (activeTextureUnit == unit)
-        return;
-    activeTextureUnit = unit;
-    if (ep_glActiveTextureARB)
-        glActiveTextureARB(unit);
 }

@@ -16,6 +16,7 @@
 #include "app/ini_file.h"
 #include "app/math.h"
 #include "app/timer.h"
+#include "resources/render_state_cache.h"
 
 class ConsoleBase;
 class ScreenFont;
@@ -26,6 +27,71 @@ class VertexProgram;
 // The registries' doubly linked lists and their nodes.
 class ResourceList;
 class ResourceListNode;
+
+// Which extensions the driver has and its limits. Init writes each field
+// once; only the texture units, the vertex program, combine, mipmap
+// generation, vertex array range and anisotropy are read afterwards.
+struct Capabilities
+{
+    bool hasMultitexture = false;
+    bool hasEdgeClamp = false;
+    bool hasCompiledVertexArray = false;
+    bool hasVertexArrayRange = false;
+    bool hasVertexArrayRange2 = false;
+    bool hasRegisterCombiners = false;
+    bool hasTransposeMatrix = false;
+    bool hasTexEnvCombine = false;
+    bool hasTexEnvDot3 = false;
+    bool hasGenerateMipmap = false;
+    bool hasVertexProgram = false;
+    bool hasTexture3D = false;
+    // Anisotropic texture filtering (GL_EXT_texture_filter_anisotropic),
+    // probed silently after the others, and the driver's greatest degree.
+    bool hasAnisotropicFilter = false;
+    float maxAnisotropy = 1.0f;
+    // 1 until the multitexture probe reads the real number.
+    int32_t maxTextureUnits = 1;
+    int32_t maxGeneralCombiners = 0;
+};
+
+// The vertex program extension's limits, read only when the driver has it.
+struct ProgramLimits
+{
+    int32_t maxProgramInstructions = 0;
+    int32_t maxProgramNativeInstructions = 0;
+    int32_t maxProgramTemporaries = 0;
+    int32_t maxProgramNativeTemporaries = 0;
+    int32_t maxProgramParameters = 0;
+    int32_t maxProgramNativeParameters = 0;
+    int32_t maxProgramAttribs = 0;
+    int32_t maxProgramNativeAttribs = 0;
+    int32_t maxProgramAddressRegisters = 0;
+    int32_t maxProgramNativeAddressRegisters = 0;
+    int32_t maxProgramEnvParameters = 0;
+    int32_t maxVertexAttribs = 0;
+    int32_t maxProgramMatrices = 0;
+    int32_t maxProgramMatrixStackDepth = 0;
+};
+
+// The frame driver's statistics and the timers behind them: the polygons of
+// this frame, the frames of the last second and its shares of drawing and
+// update ticks. The timers are constructed, and so read the counter, in
+// this order.
+struct FrameStats
+{
+    int32_t polygonCount = 0;
+    int32_t framesThisSecond = 0;
+    int32_t renderPercent = 0;
+    int32_t updatePercent = 0;
+    int32_t fps = 0;
+    Timer statsTimer;
+    Timer stepTimer;
+    Timer renderTimer;
+    Timer updateTimer;
+    // Seconds of the current second spent drawing and in update ticks.
+    float renderSeconds = 0;
+    float updateSeconds = 0;
+};
 
 class EngineBase
 {
@@ -88,46 +154,13 @@ public:
     ScreenFont* font = nullptr;
     unsigned char drawNormals = 0;
 
-    // Capabilities, written once by Init.
-    bool hasMultitexture = false;
-    bool hasEdgeClamp = false;
-    bool hasCompiledVertexArray = false;
-    bool hasVertexArrayRange = false;
-    bool hasVertexArrayRange2 = false;
-    bool hasRegisterCombiners = false;
-    bool hasTransposeMatrix = false;
-    bool hasTexEnvCombine = false;
-    bool hasTexEnvDot3 = false;
-    bool hasGenerateMipmap = false;
-    bool hasVertexProgram = false;
-    bool hasTexture3D = false;
-    // Vertex program limits, read only when hasVertexProgram.
-    int32_t maxProgramInstructions = 0;
-    int32_t maxProgramNativeInstructions = 0;
-    int32_t maxProgramTemporaries = 0;
-    int32_t maxProgramNativeTemporaries = 0;
-    int32_t maxProgramParameters = 0;
-    int32_t maxProgramNativeParameters = 0;
-    int32_t maxProgramAttribs = 0;
-    int32_t maxProgramNativeAttribs = 0;
-    int32_t maxProgramAddressRegisters = 0;
-    int32_t maxProgramNativeAddressRegisters = 0;
-    int32_t maxProgramEnvParameters = 0;
-    int32_t maxVertexAttribs = 0;
-    int32_t maxProgramMatrices = 0;
-    int32_t maxProgramMatrixStackDepth = 0;
-    // Anisotropic texture filtering (GL_EXT_texture_filter_anisotropic),
-    // probed silently after the others, and the driver's greatest degree.
-    bool hasAnisotropicFilter = false;
-    float maxAnisotropy = 1.0f;
+    // What the driver offers, probed once by Init.
+    Capabilities capabilities;
+    ProgramLimits programLimits;
 
-    // Frame statistics.
+    // Given to glClear at the start of each frame.
     uint32_t clearMask = GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT;
-    int32_t polygonCount = 0;
-    int32_t framesThisSecond = 0;
-    int32_t renderPercent = 0;
-    int32_t updatePercent = 0;
-    int32_t fps = 0;
+    FrameStats stats;
 
     VertexProgram* currentVertexProgram = nullptr;
     Texture* currentTexture = nullptr;
@@ -136,39 +169,15 @@ public:
     // The material definitions, "<start directory>\Ini\Shaders.ini".
     IniFile shaderDefinitions;
 
-    Timer statsTimer;
-    Timer stepTimer;
-    Timer renderTimer;
-    Timer updateTimer;
-    float renderSeconds = 0;
-    float updateSeconds = 0;
-
     // The archive the loaders read from; empty means plain files.
     char archiveName[256] = {};
     char archivePassword[256] = {};
     // The working directory at construction, as deep as the system allows.
     char startDirectory[kMaxPath] = {};
 
-    // The render-state cache: mirrors of GL state, tested by the caller
-    // before each GL call.
-    unsigned char lightingEnabled = 1;
-    unsigned char blendEnabled = 0;
-    unsigned char stencilTestEnabled = 0;
-    unsigned char depthTestEnabled = 1;
-    unsigned char depthMaskEnabled = 1;
-    unsigned char cullFaceEnabled = 0;
-    unsigned char unitTextureEnabled[32] = {1};
-    unsigned char unitTexGenS[32] = {};
-    unsigned char unitTexGenT[32] = {};
-    int32_t maxGeneralCombiners = 0;
-    GLenum cachedDepthFunc = GL_LESS;
-    GLenum activeTextureUnit = 0x84C0; // GL_TEXTURE0_ARB
-    GLenum cachedFrontFace = GL_CCW;
-    int32_t maxTextureUnits = 1;
-    // Makes `unit` the active texture unit, through the cache. Without
-    // multitexturing (no entry point) there is only unit 0 to select, and
-    // the cache alone changes.
-    void SelectUnit(GLenum unit);
+    // Mirrors of the GL state that materials, text and the scene switch;
+    // every change goes through its methods.
+    RenderStateCache renderState;
 
     // The three registries, each with the one list position its walks use.
     ResourceList* textures = nullptr;

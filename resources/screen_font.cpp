@@ -22,7 +22,7 @@ void ScreenFont::Print(int32_t x, int32_t y, const char* format, ...)
     if (!shader)
         shader = g_engine->AddShader(shaderName);
     g_engine->SetShader(shader);
-    g_engine->SelectUnit(GL_TEXTURE0_ARB);
+    g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB);
     char text[256];
     va_list args;
     va_start(args, format);
@@ -53,18 +53,10 @@ void ScreenFont::DrawGlyph(int32_t x, int32_t y, signed char c)
 
 void DisableLighting()
 {
-    if (g_engine->lightingEnabled)
-    {
-        glDisable(GL_LIGHTING);
-        g_engine->lightingEnabled = 0;
-    }
+    g_engine->renderState.Enable(GL_LIGHTING, false);
 }
 
 void EnableLighting()
 {
-    if (!g_engine->lightingEnabled)
-    {
-        glEnable(GL_LIGHTING);
-        g_engine->lightingEnabled = 1;
-    }
+    g_engine->renderState.Enable(GL_LIGHTING, true);
 }

@@ -34,29 +34,14 @@ void SetColour(float (&c)[4], float r, float g, float b, float a)
     c[3] = a;
 }
 
-// Index of the active unit in the cache's tables.
-uint32_t UnitIndex()
-{
-    return g_engine->activeTextureUnit - GL_TEXTURE0_ARB;
-}
-
 // The active unit's texture target off. A stage without a texture can't
 // say which target it had on, so both targets a stage can have go off.
 void DisableUnitTexture(const Texture* texture)
 {
-    uint32_t i = UnitIndex();
-    if (i >= Shader::kMaxStages || !g_engine->unitTextureEnabled[i])
-        return;
     if (texture)
-    {
-        glDisable(texture->target);
-    }
+        g_engine->renderState.UnitTexture(texture->target, false);
     else
-    {
-        glDisable(GL_TEXTURE_2D);
-        glDisable(GL_TEXTURE_3D);
-    }
-    g_engine->unitTextureEnabled[i] = 0;
+        g_engine->renderState.UnitTextureOff();
 }
 
 } // namespace
@@ -131,99 +116,42 @@ void Shader::Apply()
 
 void Shader::ApplyCulling()
 {
-    EngineBase* e = g_engine;
+    RenderStateCache& state = g_engine->renderState;
+    state.Enable(GL_CULL_FACE, culling);
     if (culling)
-    {
-        if (!e->cullFaceEnabled)
-        {
-            glEnable(GL_CULL_FACE);
-            e->cullFaceEnabled = 1;
-        }
-        GLenum winding = ccw ? GL_CCW : GL_CW;
-        if (winding != e->cachedFrontFace)
-        {
-            e->cachedFrontFace = winding;
-            glFrontFace(winding);
-        }
-    }
-    else if (e->cullFaceEnabled)
-    {
-        glDisable(GL_CULL_FACE);
-        e->cullFaceEnabled = 0;
-    }
+        state.SetFrontFace(ccw ? GL_CCW : GL_CW);
 }
 
 // Without the depth test the shader's function and mask are ignored: depth
 // writes stay as the shader before left them.
 void Shader::ApplyDepth()
 {
-    EngineBase* e = g_engine;
+    RenderStateCache& state = g_engine->renderState;
+    state.Enable(GL_DEPTH_TEST, depthTest);
     if (!depthTest)
-    {
-        if (e->depthTestEnabled)
-        {
-            glDisable(GL_DEPTH_TEST);
-            e->depthTestEnabled = 0;
-        }
         return;
-    }
-    if (!e->depthTestEnabled)
-    {
-        glEnable(GL_DEPTH_TEST);
-        e->depthTestEnabled = 1;
-    }
-    if (depthFunc != e->cachedDepthFunc)
-    {
-        glDepthFunc(depthFunc);
-        e->cachedDepthFunc = depthFunc;
-    }
-    if (depthMask && !e->depthMaskEnabled)
-    {
-        glDepthMask(GL_TRUE);
-        e->depthMaskEnabled = 1;
-    }
-    else if (!depthMask && e->depthMaskEnabled)
-    {
-        glDepthMask(GL_FALSE);
-        e->depthMaskEnabled = 0;
-    }
+    state.SetDepthFunc(depthFunc);
+    state.SetDepthMask(depthMask);
 }
 
 void Shader::ApplyBlending()
 {
-    EngineBase* e = g_engine;
     if (blending)
-    {
         glBlendFunc(blendSrc, blendDst);
-        if (!e->blendEnabled)
-        {
-            glEnable(GL_BLEND);
-            e->blendEnabled = 1;
-        }
-    }
-    else if (e->blendEnabled)
-    {
-        glDisable(GL_BLEND);
-        e->blendEnabled = 0;
-    }
+    g_engine->renderState.Enable(GL_BLEND, blending);
 }
 
 void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
 {
-    EngineBase* e = g_engine;
-    g_engine->SelectUnit(unit);
-    uint32_t i = UnitIndex();
+    RenderStateCache& state = g_engine->renderState;
+    state.SelectUnit(unit);
 
     // A stage whose map didn't load keeps its texture target off, so that
     // it draws as if the unit had no texture.
     if (stage.texture)
     {
         stage.texture->Bind();
-        if (!e->unitTextureEnabled[i])
-        {
-            glEnable(stage.texture->target);
-            e->unitTextureEnabled[i] = 1;
-        }
+        state.UnitTexture(stage.texture->target, true);
         ApplyAnisotropy(stage);
     }
     else
@@ -242,32 +170,10 @@ void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
     {
         glTexGeni(GL_S, GL_TEXTURE_GEN_MODE, static_cast<GLint>(stage.tcgenMode));
         glTexGeni(GL_T, GL_TEXTURE_GEN_MODE, static_cast<GLint>(stage.tcgenMode));
-        if (!e->unitTexGenS[i])
-        {
-            glEnable(GL_TEXTURE_GEN_S);
-            e->unitTexGenS[i] = 1;
-        }
-        if (!e->unitTexGenT[i])
-        {
-            glEnable(GL_TEXTURE_GEN_T);
-            e->unitTexGenT[i] = 1;
-        }
     }
-    else
-    {
-        if (e->unitTexGenS[i])
-        {
-            glDisable(GL_TEXTURE_GEN_S);
-            e->unitTexGenS[i] = 0;
-        }
-        if (e->unitTexGenT[i])
-        {
-            glDisable(GL_TEXTURE_GEN_T);
-            e->unitTexGenT[i] = 0;
-        }
-    }
+    state.TexGen(stage.tcgenEnabled);
 
-    if (!e->hasTexEnvCombine)
+    if (!g_engine->capabilities.hasTexEnvCombine)
     {
         // Fatal, but only here: the box, then a quit message that ends the
         // main loop after this frame. The other stages follow all the same.
@@ -297,13 +203,13 @@ void Shader::ApplyStage(ShaderStage& stage, uint32_t unit)
 // stage holds, whichever the application has put there since.
 void Shader::ApplyAnisotropy(ShaderStage& stage)
 {
-    if (!(stage.anisotropy > 1.0f) || !g_engine->hasAnisotropicFilter)
+    if (!(stage.anisotropy > 1.0f) || !g_engine->capabilities.hasAnisotropicFilter)
         return;
     if (stage.anisotropicTexture == stage.texture &&
         stage.anisotropicTextureId == stage.texture->id)
         return;
-    float degree =
-        stage.anisotropy < g_engine->maxAnisotropy ? stage.anisotropy : g_engine->maxAnisotropy;
+    const float driverMax = g_engine->capabilities.maxAnisotropy;
+    float degree = stage.anisotropy < driverMax ? stage.anisotropy : driverMax;
     glTexParameterf(stage.texture->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, degree);
     stage.anisotropicTexture = stage.texture;
     stage.anisotropicTextureId = stage.texture->id;
@@ -317,7 +223,7 @@ void Shader::Unapply()
     for (int32_t i = 0; i < stageCount && i < kMaxStages; ++i)
     {
         glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-        g_engine->SelectUnit(GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
+        g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB + static_cast<uint32_t>(i));
         DisableUnitTexture(stages[i].texture);
     }
 }

@@ -58,7 +58,7 @@ void VertexArrayPool::Init(uint32_t bytes, int32_t kind, uint32_t align, float r
     if (g_engine && g_engine->console)
         g_engine->console->AddVariable("r_freeVAmemory", VariableInt, &freeBytes, true);
 
-    if (g_engine && g_engine->hasVertexArrayRange && kind != 0 && wglAllocateMemoryNV)
+    if (g_engine && g_engine->capabilities.hasVertexArrayRange && kind != 0 && wglAllocateMemoryNV)
     {
         float priority = kind == 1 ? 0.5f : 1.0f;
         void* block = wglAllocateMemoryNV(static_cast<GLsizei>(size), readFrequency, writeFrequency,

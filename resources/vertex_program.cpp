@@ -17,7 +17,7 @@ const char* const kRejectedLine = "  '%s' : %s";
 
 bool HasExtension()
 {
-    return g_engine && g_engine->hasVertexProgram && ep_glGenProgramsARB;
+    return g_engine && g_engine->capabilities.hasVertexProgram && ep_glGenProgramsARB;
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "scene/light.h"
 
-#include "scene/state_cache.h"
+#include "resources/engine_base.h"
 
 Light::Light(GLenum id) : lightId(id) {}
 
@@ -73,12 +73,12 @@ float Offset(float at, signed char sign)
 
 void Light::Draw()
 {
-    scenestate::ActiveUnit(GL_TEXTURE0_ARB);
-    scenestate::Switch(g_engine->cullFaceEnabled, GL_CULL_FACE, false);
-    scenestate::Lighting(false);
-    scenestate::Texture2D(false);
-    scenestate::DepthMask(true);
-    scenestate::DepthTest(true);
+    g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB);
+    g_engine->renderState.Enable(GL_CULL_FACE, false);
+    g_engine->renderState.Enable(GL_LIGHTING, false);
+    g_engine->renderState.UnitTexture(GL_TEXTURE_2D, false);
+    g_engine->renderState.SetDepthMask(true);
+    g_engine->renderState.Enable(GL_DEPTH_TEST, true);
 
     glBegin(GL_QUADS);
     glColor4fv(&diffuse.x);
@@ -88,6 +88,6 @@ void Light::Draw()
                        Offset(position.z, corner[2]));
     glEnd();
 
-    scenestate::Lighting(true);
-    scenestate::Texture2D(true);
+    g_engine->renderState.Enable(GL_LIGHTING, true);
+    g_engine->renderState.UnitTexture(GL_TEXTURE_2D, true);
 }

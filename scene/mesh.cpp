@@ -5,10 +5,11 @@
 #include <cstring>
 #include <new>
 
+#include "app/gl_entry_points.h"
 #include "archive/file_buffer.h"
+#include "resources/engine_base.h"
 #include "resources/shader.h"
 #include "resources/vertex_array_pool.h"
-#include "scene/state_cache.h"
 
 namespace
 {
@@ -370,13 +371,13 @@ void Mesh::Draw()
     glNormalPointer(GL_FLOAT, 12, renderNormals);
     glVertexPointer(3, GL_FLOAT, 12, renderPositions);
     LockArrays(systemMemory, vertexCount);
-    scenestate::Lighting(true);
+    g_engine->renderState.Enable(GL_LIGHTING, true);
     g_engine->SetShader(shader);
 
     // Program matrix 0 holds the object's transform alone, for the vertex
     // programs. A driver without them has no such matrix: GL would refuse
     // the mode and the load would land on the modelview matrix.
-    if (g_engine->hasVertexProgram)
+    if (g_engine->capabilities.hasVertexProgram)
     {
         glMatrixMode(GL_MATRIX0_ARB);
         LoadTransposeMatrix(transform.m);
@@ -389,7 +390,7 @@ void Mesh::Draw()
         GLenum unit = GL_TEXTURE0_ARB + static_cast<GLenum>(i);
         if (ep_glClientActiveTextureARB)
             glClientActiveTextureARB(unit);
-        scenestate::ActiveUnit(unit);
+        g_engine->renderState.SelectUnit(unit);
         if (!shader->stages[i].tcgenEnabled)
         {
             glEnableClientState(GL_TEXTURE_COORD_ARRAY);
@@ -402,7 +403,7 @@ void Mesh::Draw()
     MultTransposeMatrix(transform.m);
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(faceCount * 3), GL_UNSIGNED_INT, indices);
     UnlockArrays(systemMemory);
-    g_engine->polygonCount += static_cast<int32_t>(faceCount);
+    g_engine->stats.polygonCount += static_cast<int32_t>(faceCount);
 
     if (g_engine->drawNormals)
         DrawNormalLines();
@@ -413,9 +414,9 @@ void Mesh::DrawNormalLines()
 {
     g_engine->SetVertexProgram(nullptr);
     g_engine->SetShader(nullptr);
-    scenestate::ActiveUnit(GL_TEXTURE0_ARB);
-    scenestate::Lighting(false);
-    scenestate::Texture2D(false);
+    g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB);
+    g_engine->renderState.Enable(GL_LIGHTING, false);
+    g_engine->renderState.UnitTexture(GL_TEXTURE_2D, false);
     glColor3f(1.0f, 1.0f, 1.0f);
     // One unit long in the mesh's own space.
     for (uint32_t v = 0; v < vertexCount; ++v)
@@ -427,8 +428,8 @@ void Mesh::DrawNormalLines()
         glVertex3f(p[0] + n[0], p[1] + n[1], p[2] + n[2]);
         glEnd();
     }
-    scenestate::Lighting(true);
-    scenestate::Texture2D(true);
+    g_engine->renderState.Enable(GL_LIGHTING, true);
+    g_engine->renderState.UnitTexture(GL_TEXTURE_2D, true);
 }
 
 void Mesh::DrawCulled(const Frustum& frustum)
@@ -455,20 +456,20 @@ void Mesh::DrawShadow(const Plane& plane, SceneObject* light)
         for (int j = 0; j < 4; ++j)
             shadow[4 * j + i] = (i == j ? dot : 0.0f) - l[i] * p[j];
 
-    scenestate::DepthTest(true);
-    scenestate::DepthMask(false);
-    scenestate::Lighting(false);
-    for (int32_t unit = 0; unit < g_engine->maxTextureUnits && unit < 32; ++unit)
+    g_engine->renderState.Enable(GL_DEPTH_TEST, true);
+    g_engine->renderState.SetDepthMask(false);
+    g_engine->renderState.Enable(GL_LIGHTING, false);
+    for (int32_t unit = 0; unit < g_engine->capabilities.maxTextureUnits && unit < 32; ++unit)
     {
-        scenestate::ActiveUnit(GL_TEXTURE0_ARB + static_cast<GLenum>(unit));
-        scenestate::Texture2D(false);
+        g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB + static_cast<GLenum>(unit));
+        g_engine->renderState.UnitTexture(GL_TEXTURE_2D, false);
     }
-    scenestate::Switch(g_engine->stencilTestEnabled, GL_STENCIL_TEST, true);
-    scenestate::ActiveUnit(GL_TEXTURE0_ARB);
+    g_engine->renderState.Enable(GL_STENCIL_TEST, true);
+    g_engine->renderState.SelectUnit(GL_TEXTURE0_ARB);
 
     glPolygonOffset(-2.0f, -1.0f);
     glEnable(GL_POLYGON_OFFSET_FILL);
-    scenestate::Switch(g_engine->blendEnabled, GL_BLEND, true);
+    g_engine->renderState.Enable(GL_BLEND, true);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 
     glEnableClientState(GL_VERTEX_ARRAY);
@@ -486,13 +487,13 @@ void Mesh::DrawShadow(const Plane& plane, SceneObject* light)
     MultTransposeMatrix(transform.m);
     glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(faceCount * 3), GL_UNSIGNED_INT, indices);
     glPopMatrix();
-    g_engine->polygonCount += static_cast<int32_t>(faceCount);
+    g_engine->stats.polygonCount += static_cast<int32_t>(faceCount);
 
     if (ep_glUnlockArraysEXT)
         glUnlockArraysEXT();
     glDisable(GL_POLYGON_OFFSET_FILL);
-    scenestate::Switch(g_engine->stencilTestEnabled, GL_STENCIL_TEST, false);
-    scenestate::DepthMask(true);
+    g_engine->renderState.Enable(GL_STENCIL_TEST, false);
+    g_engine->renderState.SetDepthMask(true);
 }
 
 // The model file's mesh record: name, shader name, position, face count,

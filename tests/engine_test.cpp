@@ -125,12 +125,12 @@ TEST_F(EngineGl, FrameDriverRunsFixedTicksFromTheCounter)
     // What the end of Init does: the first frame then measures from the
     // counter's origin, zeroes both accumulators, runs no tick and
     // publishes one frame per second.
-    engine.stepTimer.Reset();
-    engine.statsTimer.Reset();
+    engine.stats.stepTimer.Reset();
+    engine.stats.statsTimer.Reset();
     EXPECT_EQ(FrameAfter(engine, now, 0), 0);
     EXPECT_EQ(engine.GetFps(), 1);
-    EXPECT_EQ(engine.updatePercent, 0);
-    EXPECT_EQ(engine.renderPercent, 0);
+    EXPECT_EQ(engine.stats.updatePercent, 0);
+    EXPECT_EQ(engine.stats.renderPercent, 0);
 
     // At a steady 120 frames a second a tick runs every second frame.
     int ticks = 0;
@@ -181,8 +181,8 @@ TEST_F(EngineGl, PolygonCountAndPercentagesComeFromTheFrame)
     int64_t now = 50 * kFrequency;
     UseManualCounter(kFrequency, now, 0);
     CountingEngine engine;
-    engine.stepTimer.Reset();
-    engine.statsTimer.Reset();
+    engine.stats.stepTimer.Reset();
+    engine.stats.statsTimer.Reset();
     FrameAfter(engine, now, 0);
     // Each tick takes 2 counts (1/600 s); half of the rest of each 1/10 s
     // frame is spent drawing, Frame's last reading to EndFrame's.
@@ -192,12 +192,12 @@ TEST_F(EngineGl, PolygonCountAndPercentagesComeFromTheFrame)
     int publishedAt = -1;
     for (int i = 0; i < 12 && publishedAt < 0; ++i)
     {
-        engine.polygonCount = 1234;
+        engine.stats.polygonCount = 1234;
         engine.updates = 0;
         now += kFrequency / 20;
         SetManualCounter(now);
         engine.Frame();
-        EXPECT_EQ(engine.polygonCount, 0);
+        EXPECT_EQ(engine.stats.polygonCount, 0);
         if (engine.GetFps() != 1)
             publishedAt = i;
         else
@@ -213,10 +213,10 @@ TEST_F(EngineGl, PolygonCountAndPercentagesComeFromTheFrame)
     EXPECT_EQ(engine.GetFps(), publishedAt + 1);
     EXPECT_GE(ticksBefore, 6 * publishedAt);
     int updatePercent = ticksBefore * 2 * 100 / kFrequency;
-    EXPECT_GE(engine.updatePercent, updatePercent - 1);
-    EXPECT_LE(engine.updatePercent, updatePercent);
-    EXPECT_GE(engine.renderPercent, publishedAt * 5 - 1);
-    EXPECT_LE(engine.renderPercent, publishedAt * 5);
+    EXPECT_GE(engine.stats.updatePercent, updatePercent - 1);
+    EXPECT_LE(engine.stats.updatePercent, updatePercent);
+    EXPECT_GE(engine.stats.renderPercent, publishedAt * 5 - 1);
+    EXPECT_LE(engine.stats.renderPercent, publishedAt * 5);
     UseSystemCounter();
 }
 
@@ -267,32 +267,32 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
     EXPECT_TRUE(boxes.boxes.empty());
     EXPECT_EQ(ReadText(dir->path + "/tessimo2.log"), before);
 
-    EXPECT_EQ(engine.hasMultitexture, has("GL_ARB_multitexture"));
-    EXPECT_EQ(engine.hasEdgeClamp,
+    EXPECT_EQ(engine.capabilities.hasMultitexture, has("GL_ARB_multitexture"));
+    EXPECT_EQ(engine.capabilities.hasEdgeClamp,
               has("GL_SGIS_texture_edge_clamp") || has("GL_EXT_texture_edge_clamp"));
-    EXPECT_EQ(engine.hasCompiledVertexArray, has("GL_EXT_compiled_vertex_array"));
-    EXPECT_EQ(engine.hasVertexArrayRange, has("GL_NV_vertex_array_range"));
-    EXPECT_EQ(engine.hasVertexArrayRange2, has("GL_NV_vertex_array_range2"));
-    EXPECT_EQ(engine.hasRegisterCombiners, has("GL_NV_register_combiners"));
-    EXPECT_EQ(engine.hasTransposeMatrix, has("GL_ARB_transpose_matrix"));
-    EXPECT_EQ(engine.hasTexEnvCombine,
+    EXPECT_EQ(engine.capabilities.hasCompiledVertexArray, has("GL_EXT_compiled_vertex_array"));
+    EXPECT_EQ(engine.capabilities.hasVertexArrayRange, has("GL_NV_vertex_array_range"));
+    EXPECT_EQ(engine.capabilities.hasVertexArrayRange2, has("GL_NV_vertex_array_range2"));
+    EXPECT_EQ(engine.capabilities.hasRegisterCombiners, has("GL_NV_register_combiners"));
+    EXPECT_EQ(engine.capabilities.hasTransposeMatrix, has("GL_ARB_transpose_matrix"));
+    EXPECT_EQ(engine.capabilities.hasTexEnvCombine,
               has("GL_ARB_texture_env_combine") || has("GL_EXT_texture_env_combine"));
-    EXPECT_EQ(engine.hasTexEnvDot3, has("GL_ARB_texture_env_dot3"));
-    EXPECT_EQ(engine.hasGenerateMipmap, has("GL_SGIS_generate_mipmap"));
-    EXPECT_EQ(engine.hasVertexProgram, has("GL_ARB_vertex_program"));
-    EXPECT_EQ(engine.hasTexture3D, has("GL_EXT_texture3D"));
+    EXPECT_EQ(engine.capabilities.hasTexEnvDot3, has("GL_ARB_texture_env_dot3"));
+    EXPECT_EQ(engine.capabilities.hasGenerateMipmap, has("GL_SGIS_generate_mipmap"));
+    EXPECT_EQ(engine.capabilities.hasVertexProgram, has("GL_ARB_vertex_program"));
+    EXPECT_EQ(engine.capabilities.hasTexture3D, has("GL_EXT_texture3D"));
 
     GLint units = 0;
     glGetIntegerv(GL_MAX_TEXTURE_UNITS_ARB, &units);
-    EXPECT_EQ(engine.maxTextureUnits, units);
-    EXPECT_GT(engine.maxTextureUnits, 1);
+    EXPECT_EQ(engine.capabilities.maxTextureUnits, units);
+    EXPECT_GT(engine.capabilities.maxTextureUnits, 1);
     GLint attribs = 0;
     glGetIntegerv(GL_MAX_VERTEX_ATTRIBS_ARB, &attribs);
-    EXPECT_EQ(engine.maxVertexAttribs, attribs);
+    EXPECT_EQ(engine.programLimits.maxVertexAttribs, attribs);
     // Limits the driver answers only per program target are read there.
-    EXPECT_GT(engine.maxProgramInstructions, 0);
-    EXPECT_GT(engine.maxProgramEnvParameters, 0);
-    EXPECT_GT(engine.maxProgramMatrices, 0);
+    EXPECT_GT(engine.programLimits.maxProgramInstructions, 0);
+    EXPECT_GT(engine.programLimits.maxProgramEnvParameters, 0);
+    EXPECT_GT(engine.programLimits.maxProgramMatrices, 0);
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
 
     // The fetched entry points work: the active unit can be switched.
@@ -315,36 +315,36 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
         EXPECT_EQ(EntryPointCount(groups[i]), groupSizes[i]) << "group " << i;
 
     std::vector<std::string> expected;
-    if (engine.hasMultitexture)
+    if (engine.capabilities.hasMultitexture)
     {
         expected.push_back("> multitexturing supported");
         expected.push_back("  " + std::to_string(units) + " texture unit");
     }
-    if (engine.hasEdgeClamp)
+    if (engine.capabilities.hasEdgeClamp)
         expected.push_back("> texture egde clamping supported");
-    if (engine.hasCompiledVertexArray)
+    if (engine.capabilities.hasCompiledVertexArray)
         expected.push_back("> compiled vertex array supported");
-    if (engine.hasVertexArrayRange)
+    if (engine.capabilities.hasVertexArrayRange)
         expected.push_back("> vertex array range extension supported");
-    if (engine.hasVertexArrayRange2)
+    if (engine.capabilities.hasVertexArrayRange2)
         expected.push_back("> vertex array range 2 extension supported");
-    if (engine.hasRegisterCombiners)
+    if (engine.capabilities.hasRegisterCombiners)
     {
         expected.push_back("> register combiners extension supported");
-        expected.push_back("  " + std::to_string(engine.maxGeneralCombiners) +
+        expected.push_back("  " + std::to_string(engine.capabilities.maxGeneralCombiners) +
                            " max general combiners");
     }
-    if (engine.hasTransposeMatrix)
+    if (engine.capabilities.hasTransposeMatrix)
         expected.push_back("> transpose matrix extension supported");
-    if (engine.hasTexEnvCombine)
+    if (engine.capabilities.hasTexEnvCombine)
         expected.push_back("> texture environment combine extension supported");
-    if (engine.hasTexEnvDot3)
+    if (engine.capabilities.hasTexEnvDot3)
         expected.push_back("> dotproduct3 texture extension supported");
-    if (engine.hasGenerateMipmap)
+    if (engine.capabilities.hasGenerateMipmap)
         expected.push_back("> sgis generate mimap extension supported");
-    if (engine.hasVertexProgram)
+    if (engine.capabilities.hasVertexProgram)
         expected.push_back("> arb vertex program supported");
-    if (engine.hasTexture3D)
+    if (engine.capabilities.hasTexture3D)
         expected.push_back("> 3d texture supported");
     EXPECT_EQ(ConsoleLines(static_cast<Console*>(engine.console)), expected);
 }
@@ -369,13 +369,13 @@ TEST_F(EngineGl, MissingExtensionsAreToldInTheLogAndInBoxes)
     CurrentEngine current(&engine);
     EXPECT_TRUE(engine.Init());
 
-    EXPECT_FALSE(engine.hasMultitexture);
-    EXPECT_TRUE(engine.hasEdgeClamp);
-    EXPECT_FALSE(engine.hasVertexArrayRange);
-    EXPECT_TRUE(engine.hasVertexArrayRange2);
-    EXPECT_FALSE(engine.hasTexEnvCombine);
-    EXPECT_EQ(engine.maxTextureUnits, 1);
-    EXPECT_EQ(engine.maxProgramInstructions, 0);
+    EXPECT_FALSE(engine.capabilities.hasMultitexture);
+    EXPECT_TRUE(engine.capabilities.hasEdgeClamp);
+    EXPECT_FALSE(engine.capabilities.hasVertexArrayRange);
+    EXPECT_TRUE(engine.capabilities.hasVertexArrayRange2);
+    EXPECT_FALSE(engine.capabilities.hasTexEnvCombine);
+    EXPECT_EQ(engine.capabilities.maxTextureUnits, 1);
+    EXPECT_EQ(engine.programLimits.maxProgramInstructions, 0);
 
     // The five texts follow each other with no line feed between them.
     std::string texts;
@@ -483,7 +483,7 @@ TEST_F(EngineGl, PerspectiveAnd2DModeReadBack)
     EXPECT_FLOAT_EQ(ortho[5], projection[5]);
     // The depth test stays off until something asks for it.
     EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST));
-    EXPECT_EQ(engine.depthTestEnabled, 0);
+    EXPECT_EQ(engine.renderState.depthTestEnabled, 0);
 }
 
 TEST_F(EngineGl, DemoDrawsOnWhitePaperAndStopsOnEscape)
@@ -502,9 +502,9 @@ TEST_F(EngineGl, DemoDrawsOnWhitePaperAndStopsOnEscape)
     EXPECT_EQ(pixel[2], 255);
 
     g_input->keys[VK_ESCAPE] = 1;
-    float before = demo.renderSeconds;
+    float before = demo.stats.renderSeconds;
     EXPECT_FALSE(demo.Frame());
-    EXPECT_EQ(demo.renderSeconds, before); // no EndFrame on that frame
+    EXPECT_EQ(demo.stats.renderSeconds, before); // no EndFrame on that frame
     g_input->keys[VK_ESCAPE] = 0;
     g_engine = nullptr;
 }
@@ -577,9 +577,9 @@ TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
     glEnable(GL_LIGHTING);
     glEnable(GL_TEXTURE_2D);
     glEnable(GL_CULL_FACE);
-    engine.cullFaceEnabled = 1;
+    engine.renderState.cullFaceEnabled = 1;
     glActiveTextureARB(GL_TEXTURE1_ARB);
-    engine.activeTextureUnit = GL_TEXTURE1_ARB;
+    engine.renderState.activeTextureUnit = GL_TEXTURE1_ARB;
 
     SetPerspective(128, 96, 0.1f, 1000.0f);
     glClearColor(0, 0, 0, 0);
@@ -587,7 +587,7 @@ TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
     glColor3f(1, 1, 1);
     Vec4 ray[2] = {Vec4(-1, 0, -5), Vec4(0, 0, 0)};
     engine.DrawRay(ray);
-    EXPECT_EQ(engine.activeTextureUnit, static_cast<GLenum>(GL_TEXTURE0_ARB));
+    EXPECT_EQ(engine.renderState.activeTextureUnit, static_cast<GLenum>(GL_TEXTURE0_ARB));
     GLint active = 0;
     glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &active);
     EXPECT_EQ(active, GL_TEXTURE0_ARB);
@@ -599,7 +599,7 @@ TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
     // A horizontal line across the middle of the view is read back white.
     engine.DrawLine(Vec4(-10, 0, -5), Vec4(10, 0, -5));
     EXPECT_FALSE(glIsEnabled(GL_CULL_FACE));
-    EXPECT_EQ(engine.cullFaceEnabled, 0);
+    EXPECT_EQ(engine.renderState.cullFaceEnabled, 0);
     std::vector<GLubyte> column(96 * 4);
     glReadPixels(64, 0, 1, 96, GL_RGBA, GL_UNSIGNED_BYTE, column.data());
     int lit = 0;
@@ -611,3 +611,108 @@ TEST_F(EngineGl, DebugLinesLeaveTheCacheAndGlInStep)
 }
 
 } // namespace
+
+// The cache sends a change only where its mirror differs: GL changed behind
+// its back stays as it is. Each capability reaches its own switch, and the
+// per-unit tables follow the active unit.
+TEST_F(EngineGl, RenderStateCacheSendsOnlyChanges)
+{
+    Engine engine;
+    CurrentEngine current(&engine);
+    ASSERT_TRUE(engine.Init()); // fetches glActiveTextureARB
+    RenderStateCache cache;
+    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
+    const unsigned char* mirrors[] = {&cache.lightingEnabled, &cache.blendEnabled,
+                                      &cache.stencilTestEnabled, &cache.depthTestEnabled,
+                                      &cache.cullFaceEnabled};
+    for (GLenum cap : caps)
+    {
+        cache.Enable(cap, false);
+        glDisable(cap);
+    }
+    for (int i = 0; i < 5; ++i)
+    {
+        cache.Enable(caps[i], true);
+        for (int j = 0; j < 5; ++j)
+        {
+            EXPECT_EQ(glIsEnabled(caps[j]), i == j) << std::hex << caps[i] << " " << caps[j];
+            EXPECT_EQ(*mirrors[j], i == j ? 1 : 0) << std::hex << caps[i] << " " << caps[j];
+        }
+        glDisable(caps[i]);
+        cache.Enable(caps[i], true);
+        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
+        cache.Enable(caps[i], false);
+    }
+
+    GLint value = 0;
+    glDepthFunc(GL_ALWAYS);
+    cache.SetDepthFunc(GL_LESS); // the mirror's start
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_ALWAYS);
+    cache.SetDepthFunc(GL_LEQUAL);
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_LEQUAL);
+    glFrontFace(GL_CW);
+    cache.SetFrontFace(GL_CCW);
+    glGetIntegerv(GL_FRONT_FACE, &value);
+    EXPECT_EQ(value, GL_CW);
+    cache.SetFrontFace(GL_CW);
+    cache.SetFrontFace(GL_CCW);
+    glGetIntegerv(GL_FRONT_FACE, &value);
+    EXPECT_EQ(value, GL_CCW);
+    GLboolean mask = GL_TRUE;
+    glDepthMask(GL_FALSE);
+    cache.SetDepthMask(true);
+    glGetBooleanv(GL_DEPTH_WRITEMASK, &mask);
+    EXPECT_EQ(mask, GL_FALSE);
+    cache.SetDepthMask(false);
+    cache.SetDepthMask(true);
+    glGetBooleanv(GL_DEPTH_WRITEMASK, &mask);
+    EXPECT_EQ(mask, GL_TRUE);
+
+    // Unit 1: texturing and coordinate generation on, unit 0 untouched.
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    glDisable(GL_TEXTURE_2D);
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    cache.UnitTexture(GL_TEXTURE_2D, true);
+    cache.TexGen(true);
+    EXPECT_EQ(cache.ActiveUnitIndex(), 1u);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE1_ARB);
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_S));
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_GEN_T));
+    EXPECT_EQ(cache.unitTexGenS[1] + cache.unitTexGenT[1], 2);
+    EXPECT_EQ(cache.unitTexGenS[0] + cache.unitTexGenT[0], 0);
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE0_ARB);
+    cache.SelectUnit(GL_TEXTURE0_ARB);
+    glGetIntegerv(GL_ACTIVE_TEXTURE_ARB, &value);
+    EXPECT_EQ(value, GL_TEXTURE0_ARB);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_GEN_S));
+    // Unit 0 starts marked on, so switching it on sends nothing.
+    cache.UnitTexture(GL_TEXTURE_2D, true);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    // Off without a known target: both targets go off.
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_TEXTURE_3D);
+    cache.UnitTextureOff();
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_3D));
+    EXPECT_EQ(cache.unitTextureEnabled[0], 0);
+    EXPECT_EQ(cache.unitTextureEnabled[1], 1);
+
+    cache.SelectUnit(GL_TEXTURE1_ARB);
+    cache.UnitTexture(GL_TEXTURE_2D, false);
+    cache.TexGen(false);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_GEN_T));
+    cache.SelectUnit(GL_TEXTURE0_ARB);
+    // InitGL's state for the tests after this one.
+    glEnable(GL_TEXTURE_2D);
+    glEnable(GL_LIGHTING);
+    glEnable(GL_DEPTH_TEST);
+}

@@ -41,7 +41,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(context->created);
-        ASSERT_TRUE(engine->hasTexture3D);
+        ASSERT_TRUE(engine->capabilities.hasTexture3D);
     }
     static testsupport::TempDir* dir;
     static testsupport::GlContext* context;

@@ -169,7 +169,7 @@ protected:
         glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &u.rgbScale);
         glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &u.alphaScale);
         glGetFloatv(GL_TEXTURE_MATRIX, u.matrix.data());
-        glActiveTextureARB(engine->activeTextureUnit);
+        glActiveTextureARB(engine->renderState.activeTextureUnit);
         return u;
     }
 
@@ -233,7 +233,8 @@ TEST_F(MaterialsGl, ApplyUnapplyAndTicksReachTheGlState)
     u1 = ReadUnit(1);
     EXPECT_FALSE(u0.texture2D || u1.texture2D);
     EXPECT_TRUE(u1.genS);
-    EXPECT_EQ(engine->unitTextureEnabled[0] + engine->unitTextureEnabled[1], 0);
+    EXPECT_EQ(engine->renderState.unitTextureEnabled[0] + engine->renderState.unitTextureEnabled[1],
+              0);
 
     // Three ticks, then a new Apply: the scroll and the rotation have moved
     // by three steps each, only on their own stages.
@@ -264,7 +265,7 @@ TEST_F(MaterialsGl, WithoutCombineEveryStageRefusesAndTheRunQuits)
 {
     Start();
     Shader* glass = engine->AddShader("Glass");
-    engine->hasTexEnvCombine = false;
+    engine->capabilities.hasTexEnvCombine = false;
     testsupport::ReportCapture boxes;
     ClearMessageQueue();
     engine->SetShader(glass);
@@ -388,7 +389,7 @@ TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
     std::string definitions = kDefinitions;
     definitions += "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n";
     Start(definitions);
-    ASSERT_TRUE(engine->hasVertexProgram);
+    ASSERT_TRUE(engine->capabilities.hasVertexProgram);
     const std::string good = "!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n";
     WriteFile(dir.path + "/vp/ok.vp", good);
 
@@ -468,7 +469,7 @@ TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
     while (glGetError() != GL_NO_ERROR) // the rejections above leave theirs
     {
     }
-    engine->hasVertexProgram = false;
+    engine->capabilities.hasVertexProgram = false;
     console->lines.clear();
     WriteFile(dir.path + "/vp/ok.vp", good);
     VertexProgram* inert = engine->AddVertexProgram("vp\\ok.vp");
@@ -543,7 +544,7 @@ wrap_v=GL_CLAMP_TO_EDGE
     EXPECT_FALSE(glIsEnabled(GL_LIGHTING));
     EnableLighting();
     EXPECT_TRUE(glIsEnabled(GL_LIGHTING));
-    EXPECT_EQ(engine->lightingEnabled, 1);
+    EXPECT_EQ(engine->renderState.lightingEnabled, 1);
 }
 
 // A volume texture in a stage switches its own target, GL_TEXTURE_3D, on
@@ -570,7 +571,7 @@ TEST_F(MaterialsGl, HatchingTexturesInAStageAndInThePreview)
     EXPECT_EQ(engine->currentShader, nullptr);
     EXPECT_EQ(engine->currentTexture, &picture);
     EXPECT_FALSE(ReadUnit(1).texture2D);
-    EXPECT_EQ(engine->unitTextureEnabled[1], 0);
+    EXPECT_EQ(engine->renderState.unitTextureEnabled[1], 0);
     glActiveTextureARB(GL_TEXTURE1_ARB);
     EXPECT_FALSE(volumeOn());
     glActiveTextureARB(GL_TEXTURE0_ARB);
@@ -592,11 +593,11 @@ TEST_F(MaterialsGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
                                       "anisotropy=4\n[Sharpest]\nnbstages=1\n"
                                       "[Sharpest - TU0]\nmap=tga\\c.tga\nanisotropy=1000\n");
     WriteTarga(dir.path + "/tga/c.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
-    if (!engine->hasAnisotropicFilter)
+    if (!engine->capabilities.hasAnisotropicFilter)
         GTEST_SKIP() << "the driver has no GL_EXT_texture_filter_anisotropic";
     GLfloat driverMax = 0;
     glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
-    EXPECT_EQ(engine->maxAnisotropy, driverMax);
+    EXPECT_EQ(engine->capabilities.maxAnisotropy, driverMax);
     ASSERT_GE(driverMax, 4.0f);
     auto degree = [](GLenum target, Texture* texture)
     {
@@ -653,7 +654,7 @@ TEST_F(MaterialsGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
     ASSERT_NE(sharpest->stages[0].texture, nullptr);
     engine->SetShader(sharpest);
     EXPECT_EQ(degree(GL_TEXTURE_2D, sharpest->stages[0].texture), driverMax);
-    engine->hasAnisotropicFilter = false;
+    engine->capabilities.hasAnisotropicFilter = false;
     sharpest->stages[0].texture = a;
     engine->SetShader(nullptr);
     engine->SetShader(sharpest);

@@ -99,9 +99,9 @@ TEST_F(SceneGl, MeshDrawsItsRenderCopyFromThePool)
     // Placed a quarter to the right: x from -0.25 to 0.75, pixels 24 to 55.
     mesh.SetPosition(0.25f, 0.0f, 0.0f);
     LightFromViewer();
-    int32_t before = engine->polygonCount;
+    int32_t before = engine->stats.polygonCount;
     mesh.Draw();
-    EXPECT_EQ(engine->polygonCount, before + 2);
+    EXPECT_EQ(engine->stats.polygonCount, before + 2);
     EXPECT_GT(Pixel(40, 32)[0], 150);
     EXPECT_GT(Pixel(25, 17)[0], 150);
     EXPECT_EQ(Pixel(22, 32), kBlack);
@@ -161,18 +161,18 @@ TEST_F(SceneGl, FrustumPlanesFollowTheMatricesAndCullingFailsAtEquality)
     Mesh mesh;
     ASSERT_TRUE(FillMesh(mesh, kSquare, kSquareFaces));
     mesh.SetPosition(3.0f, 0.0f, 0.0f);
-    int32_t before = engine->polygonCount;
+    int32_t before = engine->stats.polygonCount;
     mesh.DrawCulled(frustum);
-    EXPECT_EQ(engine->polygonCount, before);
+    EXPECT_EQ(engine->stats.polygonCount, before);
 
     const float* right = frustum.planes[0];
     float distance = right[0] * 3.0f + right[3];
     mesh.boundingSphere.radius = -distance;
     mesh.DrawCulled(frustum);
-    EXPECT_EQ(engine->polygonCount, before);
+    EXPECT_EQ(engine->stats.polygonCount, before);
     mesh.boundingSphere.radius = std::nextafter(-distance, 100.0f);
     mesh.DrawCulled(frustum);
-    EXPECT_EQ(engine->polygonCount, before + 2);
+    EXPECT_EQ(engine->stats.polygonCount, before + 2);
 }
 
 TEST_F(SceneGl, ShadowOfOverlappingTrianglesHasOneEvenDarkness)
@@ -191,9 +191,9 @@ TEST_F(SceneGl, ShadowOfOverlappingTrianglesHasOneEvenDarkness)
     light.SetKind(1);
     Plane ground;
     ground.normal = Vec4(0.0f, 0.0f, 1.0f);
-    int32_t before = engine->polygonCount;
+    int32_t before = engine->stats.polygonCount;
     mesh.DrawShadow(ground, &light);
-    EXPECT_EQ(engine->polygonCount, before + 2);
+    EXPECT_EQ(engine->stats.polygonCount, before + 2);
 
     std::vector<int> single = Pixel(16, 24);
     std::vector<int> both = Pixel(32, 24);
@@ -205,9 +205,9 @@ TEST_F(SceneGl, ShadowOfOverlappingTrianglesHasOneEvenDarkness)
     glGetBooleanv(GL_DEPTH_WRITEMASK, &depthMask);
     EXPECT_TRUE(depthMask);
     EXPECT_TRUE(glIsEnabled(GL_BLEND)); // left for the next to set
-    EXPECT_EQ(engine->blendEnabled, 1);
+    EXPECT_EQ(engine->renderState.blendEnabled, 1);
     glDisable(GL_BLEND);
-    engine->blendEnabled = 0;
+    engine->renderState.blendEnabled = 0;
 }
 
 TEST_F(SceneGl, NormalsAreDrawnAsWhiteLinesWhenAskedFor)
@@ -339,7 +339,7 @@ TEST_F(SceneGl, PoolTakesRangeMemoryWhenTheDriverHasItAndSaysWhere)
     ep_wglAllocateMemoryNV = FakeAllocate;
     ep_wglFreeMemoryNV = FakeFree;
     ep_glVertexArrayRangeNV = FakeRange;
-    engine->hasVertexArrayRange = true;
+    engine->capabilities.hasVertexArrayRange = true;
     {
         VertexArrayPool agp, vram;
         agp.Init(1000, 1, 32, 0.0f, 0.0f);
@@ -383,7 +383,7 @@ TEST_F(SceneGl, PoolTakesRangeMemoryWhenTheDriverHasItAndSaysWhere)
     EXPECT_EQ(boxes.boxes[0].style, 0u);
 
     // Without the extension a request for range memory gets RAM, silently.
-    engine->hasVertexArrayRange = false;
+    engine->capabilities.hasVertexArrayRange = false;
     lastPriority = -1.0f;
     VertexArrayPool plain;
     plain.Init(4096, 1, 32, 0.0f, 0.0f);
@@ -426,16 +426,16 @@ TEST_F(SceneGl, ModelFilesLoadWholeMeshesAndSayWhatWentWrong)
     EXPECT_STREQ(two.meshes[0].name, "wing");
     EXPECT_EQ(two.meshes[0].transform.m[7], 2.0f);
     EXPECT_EQ(two.meshes[1].faceCount, 1u);
-    int32_t before = engine->polygonCount;
+    int32_t before = engine->stats.polygonCount;
     two.DrawAll();
-    EXPECT_EQ(engine->polygonCount, before + 3);
+    EXPECT_EQ(engine->stats.polygonCount, before + 3);
     // A shader deleted under the meshes (as the console can) leaves them
     // drawing without it, not through a dangling pointer.
     engine->DeleteShaderByName("B");
     EXPECT_EQ(two.meshes[1].shader, nullptr);
     EXPECT_NE(two.meshes[0].shader, nullptr);
     two.DrawAll();
-    EXPECT_EQ(engine->polygonCount, before + 6);
+    EXPECT_EQ(engine->stats.polygonCount, before + 6);
 
     // Missing, empty, and hostile files; the pool stays as it was for
     // every record that is refused.

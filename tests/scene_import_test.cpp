@@ -620,10 +620,10 @@ TEST_F(SceneImport, TheDemosAirplaneFillsTheDemosView)
     // What is measured is the geometry: drawn lit, without the material.
     plane.meshes[0].shader = nullptr;
     engine->SetShader(nullptr);
-    int32_t before = engine->polygonCount;
+    int32_t before = engine->stats.polygonCount;
     plane.DrawAll();
     glPopMatrix();
-    EXPECT_GT(engine->polygonCount - before, 500);
+    EXPECT_GT(engine->stats.polygonCount - before, 500);
 
     std::vector<unsigned char> frame(kWidth * kHeight * 4);
     glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_UNSIGNED_BYTE, frame.data());

@@ -322,7 +322,7 @@ int main(int argc, char** argv)
         if (frame == options.ticks)
         {
             rgb = ReadFrame(g_window->width, g_window->height);
-            polygons = g_engine->polygonCount;
+            polygons = g_engine->stats.polygonCount;
         }
         g_window->Swap();
         if (!more)
