@@ -236,13 +236,10 @@ void Restore()
 
 constexpr int kMaxSteps = 24;
 
-// A display mode switch makes the window and context anew. After about a
-// thousand of them in one process the offscreen driver makes no context
-// any more (the textures reloaded then must not reach GLU, see Texture),
-// and the sanitized run dies in the sanitizer's own stack walk inside the
-// driver's EGL (a fast unwind through frames without frame pointers).
-// Past a budget such lines are skipped, so that a long run keeps finding
-// what is ours.
+// A display mode switch makes the window and context anew; after about a
+// thousand in one process the offscreen driver makes no context any more
+// and the sanitized run dies inside its EGL. Past a budget such lines are
+// skipped, so that a long run keeps finding what is ours.
 bool SwitchesMode(const char* line)
 {
     static int switches = 0;
