@@ -5,6 +5,3 @@ tessimo_test(archive_test LABEL unit
 if(TARGET tessimo-rar)
   add_dependencies(archive_test tessimo-rar)
 endif()
-tessimo_test(archive_stream_test LABEL unit
-  SOURCES archive_stream_test.cpp
-  LIBS tessimo_archive)

@@ -135,6 +135,7 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
     WriteText("tri.obj", kTriangle);
     WriteText("old.txt", "old bytes");
     ASSERT_EQ(Tool("tessimo-rar", {"create", "in.rar", "in.txt"}).status, 0);
+    ASSERT_EQ(Tool("tessimo-rar", {"create", "pw.rar", "--password", "right", "in.txt"}).status, 0);
     const std::string full = testsupport::MakeFullDevice(temp.path);
     const std::string noSpace = "cannot write '" + full + "': No space left on device";
     std::vector<std::string> before = Listing(temp.path);
@@ -147,8 +148,22 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
         std::string line; // the exact line, or empty
     };
     const std::vector<Failure> failures = {
-        {"tessimo-rar", {"extract", "none.rar", "x", "--output", "out"}, "", ""},
-        {"tessimo-rar", {"extract", "in.rar", "nothing", "--output", "out"}, "", ""},
+        {"tessimo-rar",
+         {"extract", "none.rar", "x", "--output", "out"},
+         "",
+         "tessimo-rar: no such archive: none.rar"},
+        {"tessimo-rar",
+         {"extract", "in.rar", "nothing", "--output", "out"},
+         "",
+         "tessimo-rar: no such entry: nothing"},
+        {"tessimo-rar",
+         {"extract", "in.txt", "x", "--output", "out"},
+         "",
+         "tessimo-rar: not a RAR 2.0 archive: in.txt"},
+        {"tessimo-rar",
+         {"extract", "pw.rar", "in.txt", "--password", "wrong", "--output", "out"},
+         "",
+         "tessimo-rar: wrong password or damaged data: in.txt"},
         {"tessimo-rar", {"create", "out", "in.txt", "missing.txt"}, "", ""},
         {"tessimo-font", {"glyphs", "missing.ttf", "out"}, "", ""},
         {"tessimo-import", {"missing.obj", "out"}, "", ""},
@@ -279,6 +294,24 @@ TEST(ToolConvention, ArchiveNamesWithoutRootOrDriveAndNeverTwice)
     std::filesystem::create_hard_link("in.txt", "hard.rar");
     EXPECT_EQ(Tool("tessimo-rar", {"create", "hard.rar", "in.txt"}).status, 1);
     EXPECT_EQ(ReadText("in.txt"), "input bytes");
+}
+
+// Two faces that turn by 55 degrees: the default crease of 50 keeps their
+// edge hard, one of 60 would smooth it.
+TEST(ToolConvention, ImportDefaultCrease)
+{
+    testsupport::TempDir temp;
+    ASSERT_FALSE(temp.path.empty());
+    WriteText("hinge.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 -0.573576 0.819152\nf 1 2 3\nf 2 1 4\n");
+    for (const char* crease : {"", "50", "60"})
+    {
+        std::vector<std::string> args = {"hinge.obj", std::string("out") + crease};
+        if (crease[0])
+            args.insert(args.begin(), {"--crease", crease});
+        ASSERT_EQ(Tool("tessimo-import", args).status, 0) << crease;
+    }
+    EXPECT_EQ(ReadText("out"), ReadText("out50"));
+    EXPECT_NE(ReadText("out"), ReadText("out60"));
 }
 
 } // namespace

@@ -12,22 +12,11 @@
 
 #include "app/input.h"
 #include "console/console.h"
+#include "tests/fuzz/fuzz_checks.h"
 #include "tests/support/console_stand_in.h"
 
 namespace
 {
-
-void Check(const Console& console)
-{
-    if (console.cursor >= sizeof console.input ||
-        memchr(console.input, 0, sizeof console.input) != console.input + console.cursor)
-        abort();
-    if (!memchr(console.recall, 0, sizeof console.recall))
-        abort();
-    for (uint32_t i = 0; i < console.HeldLines(); ++i)
-        if (!memchr(console.Line(i), 0, console.lineLength))
-            abort();
-}
 
 void RunLines(Console& console, const uint8_t* bytes, size_t size)
 {
@@ -39,7 +28,7 @@ void RunLines(Console& console, const uint8_t* bytes, size_t size)
         {
             line[length] = 0;
             console.Execute(line);
-            Check(console);
+            CheckConsoleBuffers(console);
             length = 0;
             continue;
         }
@@ -55,13 +44,13 @@ void RunKeys(Console& console, const uint8_t* bytes, size_t size)
         if (bytes[i] == 0)
         {
             console.Update(&input);
-            Check(console);
+            CheckConsoleBuffers(console);
         }
         else
             input.keys[bytes[i]] ^= 1;
     }
     console.Update(&input);
-    Check(console);
+    CheckConsoleBuffers(console);
 }
 
 } // namespace

@@ -1,22 +1,12 @@
-// Fuzzes the real engine: the demo started once, on SDL's offscreen GL
-// context, in a copy of the run folder this tree builds (real registries,
-// textures, shaders, vertex programs, the vertex pool, the model and the art
-// map), and then every input run against it.
-//
-// An input whose first byte is even is a series of lines, each run by the
-// console's Execute and followed by a frame; a line that begins with "!"
-// calls an engine operation that no console command reaches (kOperations).
-// An odd first byte gives a stream of key presses for the real frame loop,
-// each byte flipping its key and a 0 byte ending a frame. After every step,
-// whatever holds a texture, shader or program must hold a live one: a
-// listed one, one taken off its list, or the demo's art map.
-//
-// After each input the engine is brought back to where Init left it, so
-// that an input's outcome depends on that input alone: the console, the
-// keys and the view settings always; the registries, the font and the
-// meshes when the input changed what they hold (then everything is
-// deleted, objects taken off their lists included, and the font's and the
-// model's shaders are added again).
+// Fuzzes the real engine: the demo started once on SDL's offscreen GL
+// context, in a copy of this tree's run folder. An input whose first byte
+// is even is a series of lines, each run by the console's Execute (or, for
+// "!name argument", an engine operation no command reaches) and followed by
+// a frame; an odd one is a stream of key presses for the frame loop, each
+// byte flipping its key and a 0 byte ending a frame. After every step,
+// whatever holds a texture, shader or program must hold a live one. After
+// each input the engine goes back to where Init left it (the registries,
+// font and meshes rebuilt only when the input changed what they hold).
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -37,6 +27,7 @@
 #include "resources/texture.h"
 #include "resources/vertex_program.h"
 #include "scene/mesh_set.h"
+#include "tests/fuzz/fuzz_checks.h"
 #include "tests/support/demo_engine.h"
 
 namespace
@@ -58,8 +49,6 @@ public:
 
 FuzzDemo* demo = nullptr;
 testsupport::DemoEngine* runner = nullptr;
-
-// --- Engine operations without a console command ----------------------------
 
 struct Operation
 {
@@ -95,8 +84,6 @@ void RunOperation(const char* line)
         if (strlen(operation.name) == length && memcmp(operation.name, line, length) == 0)
             operation.run(blank ? blank + 1 : "");
 }
-
-// --- What the registries hold ------------------------------------------------
 
 std::vector<void*> Entries(const ResourceList* list)
 {
@@ -170,26 +157,12 @@ void CheckHeld()
             abort();
 }
 
-// The typed line and every log line terminated within their buffers.
-void CheckConsole()
-{
-    const Console& console = *static_cast<Console*>(demo->console);
-    if (console.cursor >= sizeof console.input ||
-        memchr(console.input, 0, sizeof console.input) != console.input + console.cursor)
-        abort();
-    for (uint32_t i = 0; i < console.HeldLines(); ++i)
-        if (!memchr(console.Line(i), 0, console.lineLength))
-            abort();
-}
-
 void Step()
 {
     runner->Frame();
     CheckHeld();
-    CheckConsole();
+    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
 }
-
-// --- Back to the state after Init ----------------------------------------------
 
 std::vector<void*> baseline;
 std::vector<std::string> shaderNames; // listed after Init, in their order
@@ -261,17 +234,12 @@ void Restore()
     }
 }
 
-// --- The two forms of input ----------------------------------------------------
-
 constexpr int kMaxSteps = 24;
 
-// A display mode switch makes the window and context anew. After about a
-// thousand of them in one process the offscreen driver makes no context
-// any more (the textures reloaded then must not reach GLU, see Texture),
-// and the sanitized run dies in the sanitizer's own stack walk inside the
-// driver's EGL (a fast unwind through frames without frame pointers).
-// Past a budget such lines are skipped, so that a long run keeps finding
-// what is ours.
+// A display mode switch makes the window and context anew; after about a
+// thousand in one process the offscreen driver makes no context any more
+// and the sanitized run dies inside its EGL. Past a budget such lines are
+// skipped, so that a long run keeps finding what is ours.
 bool SwitchesMode(const char* line)
 {
     static int switches = 0;
