@@ -6,7 +6,6 @@
 #include "app/input.h"
 #include "app/report.h"
 #include "platform/cursor.h"
-#include "platform/display_lost.h"
 #include "platform/gl_window.h"
 #include "platform/messages.h"
 #include "platform/system_time.h"
@@ -29,69 +28,100 @@ const char* const kLogRunning = "- that's running!\n";
 const char* const kLogDrawn = "- tessimo has drawn %d frames in %d seconds, average FPS : %f\n";
 const char* const kLogShuttingDown = "- shutting down at %dh %dm %ds\n";
 
-const char* const kClassName = "OpenGL";
 const char* const kErrorCaption = "ERROR";
 const char* const kShutdownCaption = "SHUTDOWN ERROR";
 const char* const kFallbackQuestion =
     "The Requested Fullscreen Mode Is Not Supported By\nYour Video Card. Use Windowed Mode "
     "Instead?";
 const char* const kFallbackCaption = "Ruvo GL";
-const char* const kWillClose = "Program Will Now Close.";
 
-// A failing step of Create: its box, its log problem (null: none) and
-// whether Destroy runs first.
-struct CreateFailure
+// What the user is told when a step of opening or closing the window fails:
+// a box and a log line (null: none). A failing step of Create runs Destroy
+// first where `destroyFirst` says so; the releases of Destroy go on after
+// their report. A display mode refused after the question above ends the
+// program.
+struct StepReport
 {
+    GlStep step;
     const char* box;
+    const char* caption;
+    unsigned style;
     const char* logLine;
     bool destroyFirst;
 };
-const CreateFailure kRegisterFailed = {"Failed To Register The Window Class.",
-                                       "failed to register the window class", false};
-const CreateFailure kWindowFailed = {"Window Creation Error.", nullptr, true};
-const CreateFailure kDcFailed = {"Can't Create A GL Device Context.",
-                                 "can' create a GL device context", true};
-const CreateFailure kChooseFailed = {"Can't Find A Suitable PixelFormat.",
-                                     "can't find a suitable pixelformat", true};
-const CreateFailure kSetFailed = {"Can't Set The PixelFormat.", "can't set the pixelformat", true};
-const CreateFailure kContextFailed = {"Can't Create A GL Rendering Context.",
-                                      "can't create a GL rendering context", true};
-const CreateFailure kCurrentFailed = {"Can't Activate The GL Rendering Context.",
-                                      "can't activate the GL rendering context", true};
-
-// A failing release in Destroy: its box and log problem.
-struct ReleaseFailure
-{
-    const char* box;
-    const char* logLine;
+const StepReport kStepReports[] = {
+    {GlStep::RegisterClass, "Failed To Register The Window Class.", kErrorCaption,
+     MB_ICONEXCLAMATION, "failed to register the window class", false},
+    {GlStep::ChangeDisplayMode, "Program Will Now Close.", kErrorCaption, MB_ICONSTOP, nullptr,
+     false},
+    {GlStep::CreateWindow, "Window Creation Error.", kErrorCaption, MB_ICONEXCLAMATION, nullptr,
+     true},
+    {GlStep::GetDC, "Can't Create A GL Device Context.", kErrorCaption, MB_ICONEXCLAMATION,
+     "can' create a GL device context", true},
+    {GlStep::ChoosePixelFormat, "Can't Find A Suitable PixelFormat.", kErrorCaption,
+     MB_ICONEXCLAMATION, "can't find a suitable pixelformat", true},
+    {GlStep::SetPixelFormat, "Can't Set The PixelFormat.", kErrorCaption, MB_ICONEXCLAMATION,
+     "can't set the pixelformat", true},
+    {GlStep::CreateContext, "Can't Create A GL Rendering Context.", kErrorCaption,
+     MB_ICONEXCLAMATION, "can't create a GL rendering context", true},
+    {GlStep::MakeCurrent, "Can't Activate The GL Rendering Context.", kErrorCaption,
+     MB_ICONEXCLAMATION, "can't activate the GL rendering context", true},
+    {GlStep::ReleaseCurrent, "Release Of DC And RC Failed.", kShutdownCaption, MB_ICONINFORMATION,
+     "release of DC and RC failed", false},
+    {GlStep::DeleteContext, "Release Rendering Context Failed.", kShutdownCaption,
+     MB_ICONINFORMATION, "release of rendering context failed", false},
+    {GlStep::ReleaseDC, "Release Device Context Failed.", kShutdownCaption, MB_ICONINFORMATION,
+     "release device context failed", false},
+    {GlStep::DestroyWindow, "Could Not Release hWnd.", kShutdownCaption, MB_ICONINFORMATION,
+     "could not release HWND", false},
+    {GlStep::UnregisterClass, "Could Not Unregister Class.", kShutdownCaption, MB_ICONINFORMATION,
+     "could not unregister class", false},
 };
-const ReleaseFailure kReleaseCurrentFailed = {"Release Of DC And RC Failed.",
-                                              "release of DC and RC failed"};
-const ReleaseFailure kDeleteContextFailed = {"Release Rendering Context Failed.",
-                                             "release of rendering context failed"};
-const ReleaseFailure kReleaseDcFailed = {"Release Device Context Failed.",
-                                         "release device context failed"};
-const ReleaseFailure kDestroyWindowFailed = {"Could Not Release hWnd.", "could not release HWND"};
-const ReleaseFailure kUnregisterFailed = {"Could Not Unregister Class.",
-                                          "could not unregister class"};
 
-// The platform handles, beside the one Window object.
-HINSTANCE g_instance = nullptr;
-HWND g_hwnd = nullptr;
-HDC g_hdc = nullptr;
-HGLRC g_hrc = nullptr;
+const StepReport& ReportOf(GlStep step)
+{
+    for (const StepReport& report : kStepReports)
+        if (report.step == step)
+            return report;
+    return kStepReports[0]; // every failing step has its row
+}
 
 // The text so far reaches the file before Destroy appends its closing
 // lines; the failure line then goes after them.
-bool Fail(Window* window, LogBlock& log, const CreateFailure& failure)
+bool Fail(Window* window, LogBlock& log, GlStep step)
 {
+    const StepReport& failure = ReportOf(step);
     log.Close();
     if (failure.destroyFirst)
         window->Destroy();
-    ReportBox(Frame::None, failure.box, kErrorCaption, MB_ICONEXCLAMATION);
+    ReportBox(Frame::None, failure.box, failure.caption, failure.style);
     if (failure.logLine)
         Report(ToLog, Frame::Problem, "%s", failure.logLine);
     return false;
+}
+
+// A release that failed in Destroy; the log line reaches the file at once.
+void ReportRelease(GlStep step, void* log)
+{
+    const StepReport& failure = ReportOf(step);
+    ReportBox(Frame::None, failure.box, failure.caption, failure.style);
+    LogBlock* block = static_cast<LogBlock*>(log);
+    block->Write(Frame::Problem, "%s", failure.logLine);
+    block->Flush();
+}
+
+// The head of the log and the mode asked for, as given (the title before
+// it is cut to the field's size).
+void WriteHead(LogBlock& log, const char* title, int32_t width, int32_t height, int32_t bpp,
+               int32_t stencilBits, int32_t depthBits, int32_t windowed)
+{
+    SYSTEMTIME now;
+    GetSystemTime(&now);
+    log.Write(Frame::None, "%s", kLogHead);
+    log.Write(Frame::None, kLogCreated, now.wDay, now.wMonth, now.wYear, now.wHour, now.wMinute,
+              now.wSecond);
+    log.Write(Frame::None, windowed == 0 ? kLogTryingFullscreen : kLogTryingWindowed, title, width,
+              height, bpp, stencilBits, depthBits);
 }
 
 // The two closing lines of a run.
@@ -115,11 +145,29 @@ void CloseLogOfLostDisplay()
         WriteClosingLines(log, *g_window);
 }
 
-void ReportRelease(LogBlock& log, const ReleaseFailure& failure)
+// Yes opens a window instead; `windowed` stays 0 all the same, so Destroy
+// still leaves the display mode.
+bool AskForWindowInstead()
 {
-    ReportBox(Frame::None, failure.box, kShutdownCaption, MB_ICONINFORMATION);
-    log.Write(Frame::Problem, "%s", failure.logLine);
-    log.Flush();
+    return ReportBox(Frame::None, kFallbackQuestion, kFallbackCaption,
+                     MB_YESNO | MB_ICONEXCLAMATION) == IDYES;
+}
+
+// The window the fields ask for, fed by this file's procedure.
+GlWindowConfig ConfigOf(const Window& window)
+{
+    GlWindowConfig config = {};
+    config.title = window.title;
+    config.width = window.width;
+    config.height = window.height;
+    config.colourBits = window.bpp;
+    config.depthBits = window.depthBits;
+    config.stencilBits = window.stencilBits;
+    config.fullscreen = window.windowed == 0;
+    config.windowProc = WindowProc;
+    config.useWindowInstead = AskForWindowInstead;
+    config.onDisplayLost = CloseLogOfLostDisplay;
+    return config;
 }
 
 } // namespace
@@ -128,14 +176,7 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
                     int32_t stencilBits_, int32_t depthBits_, int32_t windowed_)
 {
     LogBlock log(LogBlock::Fresh);
-    SYSTEMTIME now;
-    GetSystemTime(&now);
-    log.Write(Frame::None, "%s", kLogHead);
-    log.Write(Frame::None, kLogCreated, now.wDay, now.wMonth, now.wYear, now.wHour, now.wMinute,
-              now.wSecond);
-    log.Write(Frame::None, windowed_ == 0 ? kLogTryingFullscreen : kLogTryingWindowed, title_,
-              width_, height_, bpp_, stencilBits_, depthBits_);
-
+    WriteHead(log, title_, width_, height_, bpp_, stencilBits_, depthBits_, windowed_);
     if (title != title_)
         snprintf(title, sizeof title, "%s", title_);
     width = width_;
@@ -146,92 +187,18 @@ bool Window::Create(const char* title_, int32_t width_, int32_t height_, int32_t
     windowed = windowed_;
     active = 1;
 
-    SetDisplayLostHandler(CloseLogOfLostDisplay);
-    g_instance = GetModuleHandle(nullptr);
-    WNDCLASS windowClass = {};
-    windowClass.style = CS_HREDRAW | CS_VREDRAW | CS_OWNDC;
-    windowClass.lpfnWndProc = WindowProc;
-    windowClass.hInstance = g_instance;
-    windowClass.lpszClassName = kClassName;
-    // The instance handle stays set on failure: a later Destroy then tries
-    // to unregister the class and reports that it could not.
-    if (!RegisterClass(&windowClass))
-        return Fail(this, log, kRegisterFailed);
-
-    uint32_t exStyle = WS_EX_APPWINDOW | WS_EX_WINDOWEDGE;
-    uint32_t style = WS_OVERLAPPEDWINDOW;
-    if (windowed == 0)
-    {
-        DEVMODE mode = {};
-        mode.dmSize = 148;
-        mode.dmPelsWidth = static_cast<uint32_t>(width);
-        mode.dmPelsHeight = static_cast<uint32_t>(height);
-        mode.dmBitsPerPel = static_cast<uint32_t>(bpp);
-        mode.dmFields = DM_BITSPERPEL | DM_PELSWIDTH | DM_PELSHEIGHT;
-        if (ChangeDisplaySettings(&mode, CDS_FULLSCREEN) == DISP_CHANGE_SUCCESSFUL)
-        {
-            exStyle = WS_EX_APPWINDOW;
-            style = WS_POPUP;
-            ShowCursor(false);
-        }
-        else if (ReportBox(Frame::None, kFallbackQuestion, kFallbackCaption,
-                           MB_YESNO | MB_ICONEXCLAMATION) != IDYES)
-        {
-            // `windowed` stays 0 after Yes, so Destroy resets the mode anyway.
-            ReportBox(Frame::None, kWillClose, kErrorCaption, MB_ICONSTOP);
-            return false;
-        }
-    }
-
-    RECT rect = {0, 0, width, height};
-    AdjustWindowRectEx(&rect, style, false, exStyle);
-    g_hwnd = CreateWindowEx(exStyle, kClassName, title, style | WS_CLIPSIBLINGS | WS_CLIPCHILDREN,
-                            0, 0, rect.right - rect.left, rect.bottom - rect.top);
-    if (!g_hwnd)
-        return Fail(this, log, kWindowFailed);
-
-    static const PIXELFORMATDESCRIPTOR kFormatTemplate = {40,
-                                                          1,
-                                                          PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL |
-                                                              PFD_DOUBLEBUFFER,
-                                                          PFD_TYPE_RGBA,
-                                                          0,
-                                                          0,
-                                                          0,
-                                                          PFD_MAIN_PLANE};
-    PIXELFORMATDESCRIPTOR pfd = kFormatTemplate;
-    pfd.cColorBits = static_cast<uint8_t>(bpp);
-    pfd.cDepthBits = static_cast<uint8_t>(depthBits);
-    pfd.cStencilBits = static_cast<uint8_t>(stencilBits);
-    // Sizes that do not fit a byte cannot be asked for.
-    if (bpp < 0 || bpp > 255 || depthBits < 0 || depthBits > 255 || stencilBits < 0 ||
-        stencilBits > 255)
-        pfd.dwFlags = 0;
-
-    if (!(g_hdc = GetDC(g_hwnd)))
-        return Fail(this, log, kDcFailed);
-    int format = ChoosePixelFormat(g_hdc, &pfd);
-    if (format == 0)
-        return Fail(this, log, kChooseFailed);
-    if (!SetPixelFormat(g_hdc, format, &pfd))
-        return Fail(this, log, kSetFailed);
-    if (!(g_hrc = wglCreateContext(g_hdc)))
-        return Fail(this, log, kContextFailed);
-    if (!wglMakeCurrent(g_hdc, g_hrc))
-        return Fail(this, log, kCurrentFailed);
+    GlStep failed = OpenGlWindow(ConfigOf(*this));
+    if (failed != GlStep::None)
+        return Fail(this, log, failed);
 
     log.Write(Frame::None, "%s", kLogShowing);
     log.Flush();
-    ShowWindow(g_hwnd);
-    SetForegroundWindow(g_hwnd);
-    SetFocus(g_hwnd);
-
+    ShowGlWindow();
     log.Write(Frame::None, "%s", kLogSettingUp);
     log.Flush();
     ShowCursor(false);
     if (g_mouse)
         g_mouse->SetPosition(width >> 1, height >> 1);
-
     log.Write(Frame::None, "%s", kLogRunning);
     log.Close();
     startTime = time(nullptr);
@@ -242,45 +209,13 @@ void Window::Destroy()
 {
     LogBlock log;
     WriteClosingLines(log, *this);
-
-    if (windowed == 0)
-    {
-        ChangeDisplaySettings(nullptr, 0);
-        ShowCursor(true);
-    }
-    // Each handle is forgotten whether its release worked or not.
-    if (g_hrc)
-    {
-        if (!wglMakeCurrent(nullptr, nullptr))
-            ReportRelease(log, kReleaseCurrentFailed);
-        if (!wglDeleteContext(g_hrc))
-            ReportRelease(log, kDeleteContextFailed);
-        g_hrc = nullptr;
-    }
-    if (g_hdc)
-    {
-        if (!ReleaseDC(g_hwnd, g_hdc))
-            ReportRelease(log, kReleaseDcFailed);
-        g_hdc = nullptr;
-    }
-    if (g_hwnd)
-    {
-        if (!DestroyWindow(g_hwnd))
-            ReportRelease(log, kDestroyWindowFailed);
-        g_hwnd = nullptr;
-    }
-    if (g_instance)
-    {
-        if (!UnregisterClass(kClassName, g_instance))
-            ReportRelease(log, kUnregisterFailed);
-        g_instance = nullptr;
-    }
+    CloseGlWindow(windowed == 0, ReportRelease, &log);
 }
 
 void Window::Swap()
 {
     ++frameCount;
-    SwapBuffers(g_hdc);
+    SwapGlWindow();
 }
 
 bool Window::Recreate(int32_t windowed_)

@@ -18,13 +18,9 @@ int OnConnectionLost(Display*)
 
 } // namespace
 
-void SetDisplayLostHandler(DisplayLostHandler handler)
+void WatchDisplayConnection(DisplayLostHandler handler)
 {
     g_handler = handler;
     g_handlerOwner = getpid();
-}
-
-void WatchDisplayConnection()
-{
     XSetIOErrorHandler(OnConnectionLost);
 }

@@ -12,9 +12,7 @@ constexpr int kDisplayLostStatus = 3;
 
 using DisplayLostHandler = void (*)();
 
-// The handler runs in the process that sets it; null: none.
-void SetDisplayLostHandler(DisplayLostHandler handler);
-
 // Takes over Xlib's I/O error handling for every connection of the process.
-// Safe to call more than once.
-void WatchDisplayConnection();
+// The handler (null: none) runs in the process that calls this; a later
+// call replaces it.
+void WatchDisplayConnection(DisplayLostHandler handler);

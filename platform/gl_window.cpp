@@ -1,47 +1,40 @@
 #include "platform/gl_window.h"
 
 #include <SDL.h>
-#include <algorithm>
 #include <string>
-#include <vector>
 
+#include "platform/cursor.h"
 #include "platform/display_lost.h"
 
 namespace
 {
 
-struct PlatformWindow
+// What the last OpenGlWindow set up. The first four are the pieces
+// CloseGlWindow releases; each is set when its step has been taken and
+// cleared when its release has been tried.
+struct GlWindow
 {
+    bool classTaken = false;
+    bool window = false;
+    bool dc = false;
+    SDL_GLContext context = nullptr;
+
+    bool videoUp = false;
+    bool fullscreen = false;
+    SDL_DisplayMode mode = {};
     SDL_Window* sdl = nullptr;
+    // SetPixelFormat makes the window again with these.
     std::string title;
-    int x = 0, y = 0, width = 0, height = 0;
+    int width = 0, height = 0;
     Uint32 flags = 0;
-    bool hasDc = false;
 };
 
 GlStep g_failingStep = GlStep::None;
-bool g_classRegistered = false;
-bool g_modePending = false;
-SDL_DisplayMode g_pendingMode = {};
-std::vector<PlatformWindow*> g_windows;
+GlWindow g_gl;
 
 bool Fails(GlStep step)
 {
     return g_failingStep == step;
-}
-
-PlatformWindow* Lookup(void* handle)
-{
-    auto it = std::find(g_windows.begin(), g_windows.end(), static_cast<PlatformWindow*>(handle));
-    return it == g_windows.end() ? nullptr : *it;
-}
-
-void Release(PlatformWindow* w)
-{
-    if (w->sdl)
-        SDL_DestroyWindow(w->sdl);
-    g_windows.erase(std::find(g_windows.begin(), g_windows.end(), w));
-    delete w;
 }
 
 // A display mode of the asked-for size; the asked-for depth where the
@@ -84,219 +77,259 @@ void SetColourBits(int bits)
     SDL_GL_SetAttribute(SDL_GL_BLUE_SIZE, b);
 }
 
-} // namespace
-
-HINSTANCE GetModuleHandle(const char*)
+// A window of the stored title and size with `flags`, in the display mode
+// found when fullscreen; null on failure.
+SDL_Window* MakeWindow(Uint32 flags)
 {
-    static char module;
-    return &module;
+    SDL_Window* sdl = SDL_CreateWindow(g_gl.title.c_str(), 0, 0, g_gl.width, g_gl.height, flags);
+    if (sdl && (flags & SDL_WINDOW_FULLSCREEN) && SDL_SetWindowDisplayMode(sdl, &g_gl.mode) != 0)
+    {
+        SDL_DestroyWindow(sdl);
+        return nullptr;
+    }
+    return sdl;
 }
 
-bool RegisterClass(const WNDCLASS* windowClass)
+// The opening steps, in order; each is false when it fails.
+
+bool RegisterClass(const GlWindowConfig& config)
 {
-    if (Fails(GlStep::RegisterClass) || !windowClass)
+    g_gl.classTaken = true;
+    if (Fails(GlStep::RegisterClass))
         return false;
     // Our own close signals, before SDL would install its handlers.
     InstallCloseSignals();
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0)
         return false;
-    WatchDisplayConnection();
-    SetWindowProc(windowClass->lpfnWndProc);
-    g_classRegistered = true;
+    WatchDisplayConnection(config.onDisplayLost);
+    SetWindowProc(config.windowProc);
+    g_gl.videoUp = true;
     return true;
 }
 
-bool UnregisterClass(const char*, HINSTANCE)
+// Without the mode, the configuration's question decides.
+bool ChangeDisplayMode(const GlWindowConfig& config)
 {
-    if (Fails(GlStep::UnregisterClass) || !g_classRegistered)
-        return false;
-    while (!g_windows.empty())
-        Release(g_windows.back());
-    g_classRegistered = false;
-    g_modePending = false;
-    SDL_QuitSubSystem(SDL_INIT_VIDEO);
-    return true;
-}
-
-int ChangeDisplaySettings(const DEVMODE* mode, uint32_t)
-{
-    if (!mode)
+    g_gl.fullscreen = false;
+    if (!config.fullscreen)
+        return true;
+    if (!Fails(GlStep::ChangeDisplayMode) && g_gl.videoUp &&
+        FindDisplayMode(config.width, config.height, config.colourBits, &g_gl.mode))
     {
-        // Back to the desktop: fullscreen windows leave their mode.
-        g_modePending = false;
-        for (PlatformWindow* w : g_windows)
-            if (w->sdl && (SDL_GetWindowFlags(w->sdl) & SDL_WINDOW_FULLSCREEN))
-                SDL_SetWindowFullscreen(w->sdl, 0);
-        return DISP_CHANGE_SUCCESSFUL;
+        g_gl.fullscreen = true;
+        ShowCursor(false);
+        return true;
     }
-    if (Fails(GlStep::ChangeDisplaySettings) || SDL_WasInit(SDL_INIT_VIDEO) == 0)
-        return DISP_CHANGE_FAILED;
-    SDL_DisplayMode found;
-    if (!FindDisplayMode(static_cast<int>(mode->dmPelsWidth), static_cast<int>(mode->dmPelsHeight),
-                         static_cast<int>(mode->dmBitsPerPel), &found))
-        return DISP_CHANGE_FAILED;
-    g_pendingMode = found;
-    g_modePending = true;
-    return DISP_CHANGE_SUCCESSFUL;
+    return config.useWindowInstead && config.useWindowInstead();
 }
 
-bool AdjustWindowRectEx(RECT*, uint32_t, bool, uint32_t)
+// SDL sizes are client sizes, so the window takes the asked-for size as it
+// is.
+bool CreateWindow(const GlWindowConfig& config)
 {
-    return true;
-}
-
-HWND CreateWindowEx(uint32_t, const char*, const char* title, uint32_t style, int x, int y,
-                    int width, int height)
-{
-    if (Fails(GlStep::CreateWindow) || !g_classRegistered)
-        return nullptr;
-    if (width < 1 || height < 1 || width > kMaxWindowSize || height > kMaxWindowSize)
-        return nullptr;
-    Uint32 flags = SDL_WINDOW_HIDDEN;
-    if (style & WS_POPUP)
-        flags |= g_modePending ? SDL_WINDOW_FULLSCREEN : SDL_WINDOW_BORDERLESS;
-    SDL_Window* sdl = SDL_CreateWindow(title ? title : "", x, y, width, height, flags);
-    if (!sdl)
-        return nullptr;
-    if ((flags & SDL_WINDOW_FULLSCREEN) && SDL_SetWindowDisplayMode(sdl, &g_pendingMode) != 0)
-    {
-        SDL_DestroyWindow(sdl);
-        return nullptr;
-    }
-    PlatformWindow* w = new PlatformWindow;
-    w->sdl = sdl;
-    w->title = title ? title : "";
-    w->x = x, w->y = y, w->width = width, w->height = height;
-    w->flags = flags;
-    g_windows.push_back(w);
-    return w;
-}
-
-bool DestroyWindow(HWND window)
-{
-    PlatformWindow* w = Lookup(window);
-    if (Fails(GlStep::DestroyWindow) || !w)
+    if (Fails(GlStep::CreateWindow) || !g_gl.videoUp)
         return false;
-    Release(w);
-    return true;
-}
-
-void ShowWindow(HWND window)
-{
-    if (PlatformWindow* w = Lookup(window))
-        SDL_ShowWindow(w->sdl);
-}
-
-void SetForegroundWindow(HWND window)
-{
-    if (PlatformWindow* w = Lookup(window))
-        SDL_RaiseWindow(w->sdl);
-}
-
-// Raising the window already asks for the keyboard focus.
-void SetFocus(HWND) {}
-
-HDC GetDC(HWND window)
-{
-    PlatformWindow* w = Lookup(window);
-    if (Fails(GlStep::GetDC) || !w)
-        return nullptr;
-    w->hasDc = true;
-    return w;
-}
-
-bool ReleaseDC(HWND window, HDC dc)
-{
-    PlatformWindow* w = Lookup(window);
-    if (Fails(GlStep::ReleaseDC) || !w || dc != w || !w->hasDc)
+    if (config.width < 1 || config.height < 1 || config.width > kMaxWindowSize ||
+        config.height > kMaxWindowSize)
         return false;
-    w->hasDc = false;
+    g_gl.title = config.title ? config.title : "";
+    g_gl.width = config.width;
+    g_gl.height = config.height;
+    g_gl.flags = SDL_WINDOW_HIDDEN | (g_gl.fullscreen ? SDL_WINDOW_FULLSCREEN : 0);
+    if (!(g_gl.sdl = MakeWindow(g_gl.flags)))
+        return false;
+    g_gl.window = true;
     return true;
 }
 
-int ChoosePixelFormat(HDC dc, const PIXELFORMATDESCRIPTOR* pfd)
+bool GetDC(const GlWindowConfig&)
 {
-    if (Fails(GlStep::ChoosePixelFormat) || !Lookup(dc) || !pfd)
-        return 0;
-    const uint32_t needed = PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL;
-    if ((pfd->dwFlags & needed) != needed || pfd->iPixelType != PFD_TYPE_RGBA)
-        return 0;
-    if (pfd->cColorBits > 32 || pfd->cDepthBits > 32 || pfd->cStencilBits > 8)
-        return 0;
-    return 1;
+    if (Fails(GlStep::GetDC) || !g_gl.sdl)
+        return false;
+    g_gl.dc = true;
+    return true;
+}
+
+bool ChoosePixelFormat(const GlWindowConfig& config)
+{
+    if (Fails(GlStep::ChoosePixelFormat))
+        return false;
+    return config.colourBits >= 0 && config.colourBits <= 32 && config.depthBits >= 0 &&
+           config.depthBits <= 32 && config.stencilBits >= 0 && config.stencilBits <= 8;
 }
 
 // SDL fixes a window's GL surface when it creates the window, so the window
-// is made again, now for GL with the format's bits.
-bool SetPixelFormat(HDC dc, int format, const PIXELFORMATDESCRIPTOR* pfd)
+// is made again, now for GL with the format's bits. Like a closest match, a
+// depth buffer deeper than the driver has falls back to the deepest it
+// offers (24, then 16 bits).
+bool SetPixelFormat(const GlWindowConfig& config)
 {
-    PlatformWindow* w = Lookup(dc);
-    if (Fails(GlStep::SetPixelFormat) || !w || format != 1 || !pfd)
+    if (Fails(GlStep::SetPixelFormat) || !g_gl.sdl)
         return false;
-    // Like a closest match: a depth buffer deeper than the driver has falls
-    // back to the deepest it offers (24, then 16 bits).
     SDL_Window* sdl = nullptr;
-    for (int depth = pfd->cDepthBits; !sdl; depth = depth > 24 ? 24 : depth > 16 ? 16 : -1)
+    for (int depth = config.depthBits; !sdl; depth = depth > 24 ? 24 : depth > 16 ? 16 : -1)
     {
         if (depth < 0)
             return false;
         SDL_GL_ResetAttributes();
-        SetColourBits(pfd->cColorBits);
+        SetColourBits(config.colourBits);
         SDL_GL_SetAttribute(SDL_GL_ALPHA_SIZE, 0);
         SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, depth);
-        SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, pfd->cStencilBits);
-        SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, (pfd->dwFlags & PFD_DOUBLEBUFFER) ? 1 : 0);
-        sdl = SDL_CreateWindow(w->title.c_str(), w->x, w->y, w->width, w->height,
-                               w->flags | SDL_WINDOW_OPENGL);
+        SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, config.stencilBits);
+        SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
+        sdl = SDL_CreateWindow(g_gl.title.c_str(), 0, 0, g_gl.width, g_gl.height,
+                               g_gl.flags | SDL_WINDOW_OPENGL);
     }
-    if ((w->flags & SDL_WINDOW_FULLSCREEN) && SDL_SetWindowDisplayMode(sdl, &g_pendingMode) != 0)
+    if ((g_gl.flags & SDL_WINDOW_FULLSCREEN) && SDL_SetWindowDisplayMode(sdl, &g_gl.mode) != 0)
     {
         SDL_DestroyWindow(sdl);
         return false;
     }
-    SDL_DestroyWindow(w->sdl);
-    w->sdl = sdl;
+    SDL_DestroyWindow(g_gl.sdl);
+    g_gl.sdl = sdl;
     return true;
 }
 
-HGLRC wglCreateContext(HDC dc)
+bool CreateContext(const GlWindowConfig&)
 {
-    PlatformWindow* w = Lookup(dc);
-    if (Fails(GlStep::CreateContext) || !w)
-        return nullptr;
-    return SDL_GL_CreateContext(w->sdl);
+    if (Fails(GlStep::CreateContext) || !g_gl.sdl)
+        return false;
+    return (g_gl.context = SDL_GL_CreateContext(g_gl.sdl)) != nullptr;
 }
 
-bool wglMakeCurrent(HDC dc, HGLRC context)
+bool MakeCurrent(const GlWindowConfig&)
 {
-    if (!dc && !context)
+    if (Fails(GlStep::MakeCurrent) || !g_gl.sdl || !g_gl.context)
+        return false;
+    return SDL_GL_MakeCurrent(g_gl.sdl, g_gl.context) == 0;
+}
+
+// The releases, each true when it worked.
+
+bool ReleaseCurrent()
+{
+    if (Fails(GlStep::ReleaseCurrent))
+        return false;
+    return SDL_GL_GetCurrentContext() == nullptr ||
+           SDL_GL_MakeCurrent(SDL_GL_GetCurrentWindow(), nullptr) == 0;
+}
+
+bool DeleteContext()
+{
+    if (Fails(GlStep::DeleteContext))
+        return false;
+    SDL_GL_DeleteContext(g_gl.context);
+    return true;
+}
+
+bool ReleaseDC()
+{
+    return !Fails(GlStep::ReleaseDC) && g_gl.sdl;
+}
+
+// A window that could not be destroyed goes with the class.
+bool DestroyWindow()
+{
+    if (Fails(GlStep::DestroyWindow) || !g_gl.sdl)
+        return false;
+    SDL_DestroyWindow(g_gl.sdl);
+    g_gl.sdl = nullptr;
+    return true;
+}
+
+bool UnregisterClass()
+{
+    if (Fails(GlStep::UnregisterClass) || !g_gl.videoUp)
+        return false;
+    if (g_gl.sdl)
+        SDL_DestroyWindow(g_gl.sdl);
+    g_gl.sdl = nullptr;
+    g_gl.videoUp = false;
+    g_gl.fullscreen = false;
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    return true;
+}
+
+// Back to the desktop's mode: a fullscreen window leaves its mode.
+void LeaveDisplayMode()
+{
+    g_gl.fullscreen = false;
+    if (g_gl.sdl && (SDL_GetWindowFlags(g_gl.sdl) & SDL_WINDOW_FULLSCREEN))
+        SDL_SetWindowFullscreen(g_gl.sdl, 0);
+}
+
+} // namespace
+
+GlStep OpenGlWindow(const GlWindowConfig& config)
+{
+    static const struct
     {
-        if (Fails(GlStep::ReleaseCurrent))
-            return false;
-        return SDL_GL_GetCurrentContext() == nullptr ||
-               SDL_GL_MakeCurrent(SDL_GL_GetCurrentWindow(), nullptr) == 0;
+        GlStep step;
+        bool (*take)(const GlWindowConfig&);
+    } kSteps[] = {
+        {GlStep::RegisterClass, RegisterClass},
+        {GlStep::ChangeDisplayMode, ChangeDisplayMode},
+        {GlStep::CreateWindow, CreateWindow},
+        {GlStep::GetDC, GetDC},
+        {GlStep::ChoosePixelFormat, ChoosePixelFormat},
+        {GlStep::SetPixelFormat, SetPixelFormat},
+        {GlStep::CreateContext, CreateContext},
+        {GlStep::MakeCurrent, MakeCurrent},
+    };
+    for (const auto& s : kSteps)
+        if (!s.take(config))
+            return s.step;
+    return GlStep::None;
+}
+
+void ShowGlWindow()
+{
+    if (!g_gl.sdl)
+        return;
+    // Raising the window also asks for the keyboard focus.
+    SDL_ShowWindow(g_gl.sdl);
+    SDL_RaiseWindow(g_gl.sdl);
+}
+
+void SwapGlWindow()
+{
+    if (g_gl.dc && g_gl.sdl)
+        SDL_GL_SwapWindow(g_gl.sdl);
+}
+
+void CloseGlWindow(bool leaveDisplayMode, GlReleaseReport report, void* user)
+{
+    auto release = [&](bool (*take)(), GlStep step)
+    {
+        if (!take() && report)
+            report(step, user);
+    };
+    if (leaveDisplayMode)
+    {
+        LeaveDisplayMode();
+        ShowCursor(true);
     }
-    PlatformWindow* w = Lookup(dc);
-    if (Fails(GlStep::MakeCurrent) || !w || !context)
-        return false;
-    return SDL_GL_MakeCurrent(w->sdl, context) == 0;
-}
-
-bool wglDeleteContext(HGLRC context)
-{
-    if (Fails(GlStep::DeleteContext) || !context)
-        return false;
-    SDL_GL_DeleteContext(context);
-    return true;
-}
-
-bool SwapBuffers(HDC dc)
-{
-    PlatformWindow* w = Lookup(dc);
-    if (!w)
-        return false;
-    SDL_GL_SwapWindow(w->sdl);
-    return true;
+    if (g_gl.context)
+    {
+        release(ReleaseCurrent, GlStep::ReleaseCurrent);
+        release(DeleteContext, GlStep::DeleteContext);
+        g_gl.context = nullptr;
+    }
+    if (g_gl.dc)
+    {
+        release(ReleaseDC, GlStep::ReleaseDC);
+        g_gl.dc = false;
+    }
+    if (g_gl.window)
+    {
+        release(DestroyWindow, GlStep::DestroyWindow);
+        g_gl.window = false;
+    }
+    if (g_gl.classTaken)
+    {
+        release(UnregisterClass, GlStep::UnregisterClass);
+        g_gl.classTaken = false;
+    }
 }
 
 void SetGlStepFailure(GlStep step)

@@ -51,7 +51,7 @@ void PostMessage(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // SIGINT and SIGTERM set a flag that the next PeekMessage turns into one
 // WM_CLOSE, so that a terminated program takes the orderly way out.
-// Installed by the first PeekMessage and by RegisterClass; idempotent.
+// Installed by the first PeekMessage and by OpenGlWindow; idempotent.
 void InstallCloseSignals();
 // True while a close signal waits for the next PeekMessage (a message box
 // ends on it, and leaves it for the loop).

@@ -225,20 +225,38 @@ TEST_F(WindowGl, EachFailingStepShowsItsBoxAndLogsItsLine)
 
 TEST_F(WindowGl, ReleaseFailuresInDestroyAreReportedAndPassed)
 {
-    ASSERT_TRUE(g_window->Create("Test", 64, 64, 16, 0, 16, 1));
-    SetGlStepFailure(GlStep::ReleaseDC);
-    g_window->Destroy();
-    SetGlStepFailure(GlStep::None);
-    ASSERT_EQ(boxes.boxes.size(), 1u);
-    EXPECT_EQ(boxes.boxes[0].text, "Release Device Context Failed.");
-    EXPECT_EQ(boxes.boxes[0].caption, "SHUTDOWN ERROR");
-    EXPECT_EQ(boxes.boxes[0].style, 0x40u);
-    std::vector<std::string> lines = LogLines();
-    ASSERT_EQ(lines.size(), 10u);
-    EXPECT_EQ(lines[9], "## release device context failed ##");
-    // The handles are forgotten: a second Destroy reports nothing more.
-    g_window->Destroy();
-    EXPECT_EQ(boxes.boxes.size(), 1u);
+    const FailureCase cases[] = {
+        {GlStep::ReleaseCurrent, "Release Of DC And RC Failed.",
+         "## release of DC and RC failed ##", false},
+        {GlStep::DeleteContext, "Release Rendering Context Failed.",
+         "## release of rendering context failed ##", false},
+        {GlStep::ReleaseDC, "Release Device Context Failed.", "## release device context failed ##",
+         false},
+        {GlStep::DestroyWindow, "Could Not Release hWnd.", "## could not release HWND ##", false},
+        {GlStep::UnregisterClass, "Could Not Unregister Class.", "## could not unregister class ##",
+         false},
+    };
+    for (const FailureCase& c : cases)
+    {
+        SCOPED_TRACE(c.box);
+        boxes.boxes.clear();
+        ASSERT_TRUE(g_window->Create("Test", 64, 64, 16, 0, 16, 1));
+        SetGlStepFailure(c.step);
+        g_window->Destroy();
+        SetGlStepFailure(GlStep::None);
+        ASSERT_EQ(boxes.boxes.size(), 1u);
+        EXPECT_EQ(boxes.boxes[0].text, c.box);
+        EXPECT_EQ(boxes.boxes[0].caption, "SHUTDOWN ERROR");
+        EXPECT_EQ(boxes.boxes[0].style, 0x40u);
+        std::vector<std::string> lines = LogLines();
+        ASSERT_EQ(lines.size(), 10u);
+        EXPECT_EQ(lines[9], c.logLine);
+        // The handles are forgotten: a second Destroy reports nothing more.
+        g_window->Destroy();
+        EXPECT_EQ(boxes.boxes.size(), 1u);
+    }
+    // The class that stayed registered still holds SDL's video part.
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
     EXPECT_TRUE(g_window->Create("Test", 64, 64, 16, 0, 16, 1));
 }
 
