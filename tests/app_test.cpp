@@ -107,8 +107,8 @@ TEST_F(App, IniTokenLookupThroughTheSharedBuffer)
     EXPECT_EQ(tokens.GetHex("FSOUND_OUTPUT_PULSEAUDIO", -1), 10);
     tokens.SetSection("OpenGL");
     const std::pair<const char*, int> gl[] = {
-        {"GL_LESS", 0x201},      {"GL_ONE", 1},          {"GL_ZERO", 0},
-        {"GL_LINEAR", 0x2601},   {"GL_REPEAT", 0x2901},  {"GL_LINEAR_MIPMAP_NEAREST", 0x2701},
+        {"GL_LESS", 0x201},      {"GL_ONE", 1},           {"GL_ZERO", 0},
+        {"GL_LINEAR", 0x2601},   {"GL_REPEAT", 0x2901},   {"GL_LINEAR_MIPMAP_NEAREST", 0x2701},
         {"GL_TEXTURE", 0x1702},  {"GL_PREVIOUS", 0x8578}, {"GL_SRC_COLOR", 0x300},
         {"GL_SRC_ALPHA", 0x302}, {"GL_MODULATE", 0x2100}};
     for (const auto& [name, value] : gl)
