@@ -297,43 +297,34 @@ TEST_F(WindowGl, LookAtMatchesGluLookAt)
     }
 }
 
-// The real program in the test's folder: these settings, the built token
-// table, materials and data.
-class Program : public ::testing::Test
+// The real program in the test's folder with these settings, the built
+// token table, materials and data; the log starts empty, so a wait for a
+// line sees this run's.
+pid_t StartProgram(const std::string& settings, const char* audioDriver)
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(temp.path.empty());
-        mkdir("ini", 0755);
-    }
-    void Settings(const std::string& text)
-    {
-        remove(TESSIMO_LOG_FILE); // what the last run wrote
-        WriteText("ini/tessimo2.ini", text);
-        for (const char* name : {"tokens.ini", "Shaders.ini"})
-            WriteText(std::string("ini/") + name,
-                      ReadText(Env("TESSIMO_SOURCE_DIR") + "/data/ini/" + name));
-        std::string data = ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar");
-        if (!data.empty())
-            WriteText("data.rar", data);
-    }
-    static bool LogHas(const std::string& text)
-    {
-        return testsupport::WaitFor(
-            [&] { return ReadText(TESSIMO_LOG_FILE).find(text) != std::string::npos; }, 30);
-    }
-    testsupport::TempDir temp;
-};
+    mkdir("ini", 0755);
+    remove(TESSIMO_LOG_FILE);
+    WriteText("ini/tessimo2.ini", settings);
+    for (const char* name : {"tokens.ini", "Shaders.ini"})
+        WriteText(std::string("ini/") + name,
+                  ReadText(Env("TESSIMO_SOURCE_DIR") + "/data/ini/" + name));
+    if (std::string data = ReadText(Env("TESSIMO_RUN_DIR") + "/data.rar"); !data.empty())
+        WriteText("data.rar", data);
+    return testsupport::StartProgram("", audioDriver);
+}
 
-TEST_F(Program, SignalsEndTheRunTheOrderlyWayEvenWhileLoading)
+TEST(Program, EndedBySignalByFailedSoundAndByARefusedWindow)
 {
+    testsupport::TempDir temp;
+    ASSERT_FALSE(temp.path.empty());
     // "No sound" needs no driver; SIGTERM comes while the demo loads, and
     // the close waits for the loop.
-    Settings("[3D engine]\nwindow_width=320\nwindow_height=200\n"
-             "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
-    pid_t pid = testsupport::StartProgram("", "no-such-driver");
-    ASSERT_TRUE(LogHas("- initializing fmod"));
+    pid_t pid = StartProgram("[3D engine]\nwindow_width=320\nwindow_height=200\n"
+                             "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n",
+                             "no-such-driver");
+    ASSERT_TRUE(testsupport::WaitFor(
+        [] { return ReadText(TESSIMO_LOG_FILE).find("- initializing fmod") != std::string::npos; },
+        30));
     kill(pid, SIGTERM);
     EXPECT_EQ(testsupport::WaitExit(pid, 120), 0);
     std::string log = ReadText(TESSIMO_LOG_FILE);
@@ -346,48 +337,28 @@ TEST_F(Program, SignalsEndTheRunTheOrderlyWayEvenWhileLoading)
 - shutting down at \d+h \d+m \d+s\n$)")))
         << log;
 
-    // A fullscreen mode no display has: the question takes its headless
-    // answer, and SIGINT ends the run in a window.
-    Settings("[3D engine]\nfullscreen=tRUE\nwindow_width=333\nwindow_height=222\n"
-             "[Sound]\noutput=FSOUND_OUTPUT_NOSOUND\n");
-    pid = testsupport::StartProgram("", "dummy");
-    ASSERT_TRUE(LogHas("- initializing fmod"));
-    kill(pid, SIGINT);
-    EXPECT_EQ(testsupport::WaitExit(pid, 120), 0);
-    log = ReadText(TESSIMO_LOG_FILE);
-    EXPECT_NE(
-        log.find("- trying to create fullscreen application <Tessimo 2 Engine> in 333x222@16"),
-        std::string::npos)
-        << log;
-    EXPECT_NE(log.find("- that's running!"), std::string::npos);
-}
-
-TEST_F(Program, FailedSoundLoadsThenQuitsBeforeTheFirstFrame)
-{
     // The default output opens SDL's default driver, here one that does not
     // exist: the driver stage fails, Init runs, and no frame is drawn.
-    Settings("[3D engine]\nwindow_width=320\nwindow_height=200\n");
-    EXPECT_EQ(testsupport::WaitExit(testsupport::StartProgram("", "no-such-driver"), 120), 0);
-    std::string log = ReadText(TESSIMO_LOG_FILE);
+    pid = StartProgram("[3D engine]\nwindow_width=320\nwindow_height=200\n", "no-such-driver");
+    EXPECT_EQ(testsupport::WaitExit(pid, 120), 0);
+    log = ReadText(TESSIMO_LOG_FILE);
     size_t sound = log.find("- initializing fmod\n    + init output Direct Sound ok!\n    + init "
                             "driver  failed!\n");
     EXPECT_NE(sound, std::string::npos) << log;
     EXPECT_NE(log.find("- tessimo has drawn 0 frames", sound), std::string::npos) << log;
-}
 
-TEST_F(Program, RefusedWindowClosesTheLogThreeTimesAndExitsWithOne)
-{
     // Too wide for the driver, or no width: Create fails, and its own
     // Destroy, the entry's and ExitCleanup's each close the log with the
-    // true time of the run, which never saw a window.
+    // true time of the run, which never saw a window; the status is 1.
     const std::string closing = R"(- tessimo has drawn 0 frames in [0-9] seconds, )"
                                 R"(average FPS : (-?nan|0\.000000)\n)"
                                 R"(- shutting down at \d+h \d+m \d+s\n)";
     for (const std::string width : {"100000", "0"})
     {
-        Settings("[3D engine]\nwindow_width=" + width + "\n");
-        EXPECT_EQ(testsupport::WaitExit(testsupport::StartProgram("", "dummy"), 30), 1);
-        std::string log = ReadText(TESSIMO_LOG_FILE);
+        EXPECT_EQ(
+            testsupport::WaitExit(StartProgram("[3D engine]\nwindow_width=" + width, "dummy"), 30),
+            1);
+        log = ReadText(TESSIMO_LOG_FILE);
         EXPECT_TRUE(std::regex_match(
             log, std::regex(R"(TESSIMO 2 engine log file\n)"
                             R"(log created the \d+/\d+/\d+ at \d+h \d+m \d+s\n\n)"

@@ -165,17 +165,16 @@ TEST_F(App, WindowProcKeysActivationCloseAndSystemCommands)
     SetWindowProc(nullptr);
 }
 
-// The start-up's log text, and the status of the quit message it left
-// (-1: none).
-std::pair<std::string, int> RunSoundStartup(int output)
+// The start-up's log text, then "(quit N)" for the quit message it left.
+std::string RunSoundStartup(int output)
 {
     remove(TESSIMO_LOG_FILE);
     ClearMessageQueue();
     SoundStartup(output, 0, 0, 44100, 32);
     MSG m;
-    int status = PeekMessage(&m) && m.message == WM_QUIT ? static_cast<int>(m.wParam) : -1;
+    bool quit = PeekMessage(&m) && m.message == WM_QUIT;
     FSOUND_Close();
-    return {ReadText(TESSIMO_LOG_FILE), status};
+    return ReadText(TESSIMO_LOG_FILE) + (quit ? "(quit " + std::to_string(m.wParam) + ")" : "");
 }
 
 TEST_F(App, SoundStartupLogTextOfEachWayThrough)
@@ -184,38 +183,26 @@ TEST_F(App, SoundStartupLogTextOfEachWayThrough)
     ASSERT_TRUE(FSOUND_SetOutput(0));
     const std::string driver = FSOUND_GetDriverName(0);
     FSOUND_Close();
-    auto ok = [&](const std::string& output)
-    {
-        return std::make_pair("- initializing fmod\n    + init output " + output +
-                                  "ok!\n    + init driver " + driver +
-                                  " ok!\n    + init mixer ok!\n    + init fsound with 32 "
-                                  "channels at 44100 hz  ok!\n",
-                              -1);
-    };
-    EXPECT_EQ(RunSoundStartup(0), ok(""));
-    EXPECT_EQ(RunSoundStartup(2), ok("Direct Sound "));
-    EXPECT_EQ(RunSoundStartup(1), ok("Windows Multimedia Waveout "));
-    EXPECT_EQ(RunSoundStartup(-1), ok("")); // no token file
-    EXPECT_EQ(RunSoundStartup(99),
-              std::make_pair(std::string("- initializing fmod\n    + init output failed!\n"), 1));
-
+    const std::string fmod = "- initializing fmod\n    + init output ";
+    const std::string rest = "ok!\n    + init driver " + driver +
+                             " ok!\n    + init mixer ok!\n    + init fsound with 32 channels "
+                             "at 44100 hz ";
+    EXPECT_EQ(RunSoundStartup(0), fmod + rest + " ok!\n");
+    EXPECT_EQ(RunSoundStartup(2), fmod + "Direct Sound " + rest + " ok!\n");
+    EXPECT_EQ(RunSoundStartup(1), fmod + "Windows Multimedia Waveout " + rest + " ok!\n");
+    EXPECT_EQ(RunSoundStartup(-1), fmod + rest + " ok!\n"); // no token file
+    EXPECT_EQ(RunSoundStartup(99), fmod + "failed!\n(quit 1)");
     FSOUND_TestFailStage(SoundStage::SetDriver);
-    EXPECT_EQ(RunSoundStartup(3), std::make_pair("- initializing fmod\n    + init output A3D "
-                                                 "ok!\n    + init driver " +
-                                                     driver + " failed!\n",
-                                                 1));
+    EXPECT_EQ(RunSoundStartup(3),
+              fmod + "A3D ok!\n    + init driver " + driver + " failed!\n(quit 1)");
     FSOUND_TestFailStage(SoundStage::Init);
-    std::string failedInit = ok("").first;
-    failedInit.replace(failedInit.size() - 5, 5, "failed\n");
-    EXPECT_EQ(RunSoundStartup(0), std::make_pair(failedInit, 1));
+    EXPECT_EQ(RunSoundStartup(0), fmod + rest + "failed\n(quit 1)");
     FSOUND_TestFailStage(SoundStage::None);
-
     // Only a version below 3.3 is refused; exactly 3.3 passes.
     FSOUND_TestSetVersion(std::nextafter(3.3f, 0.0f));
-    EXPECT_EQ(RunSoundStartup(0),
-              std::make_pair(std::string("- initializing fmod : wrong DLL version!\n"), 1));
+    EXPECT_EQ(RunSoundStartup(0), "- initializing fmod : wrong DLL version!\n(quit 1)");
     FSOUND_TestSetVersion(3.3f);
-    EXPECT_EQ(RunSoundStartup(0), ok(""));
+    EXPECT_EQ(RunSoundStartup(0), fmod + rest + " ok!\n");
     FSOUND_TestSetVersion(0.0f);
 }
 

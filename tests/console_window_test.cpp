@@ -5,19 +5,15 @@
 // hold every typed line followed by exactly its result lines.
 #include <gtest/gtest.h>
 
-#include <X11/Xlib.h>
-
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/files.h"
-#include "support/program_window.h"
+#include "support/window_screen.h"
 
 namespace
 {
@@ -31,86 +27,60 @@ std::string KeysFor(char c)
 {
     static const std::string kRow = "\xE0&\xE9\"'(-\xE8_\xE7";
     static const std::string kAltGr = "@`~#{[|\x20\\^";
-    if (c >= 'a' && c <= 'z')
-        return std::string(1, c);
-    if (c >= 'A' && c <= 'Z')
-        return "Shift_L " + std::string(1, static_cast<char>(c + 32));
-    if (c >= '0' && c <= '9')
-        return "Shift_L " + std::string(1, c);
-    if (c == ' ')
-        return "space";
-    if (c == '.')
-        return "KP_Delete";
-    size_t k = kRow.find(c);
-    if (k != std::string::npos)
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
+        return std::string(c >= 'a' ? "" : "Shift_L ") + static_cast<char>(c | (c >= 'A' ? 32 : 0));
+    if (c == ' ' || c == '.')
+        return c == ' ' ? "space" : "KP_Delete";
+    if (size_t k = kRow.find(c); k != std::string::npos)
         return std::string(1, static_cast<char>('0' + k));
-    k = kAltGr.find(c);
-    if (k != std::string::npos)
+    if (size_t k = kAltGr.find(c); k != std::string::npos)
         return "Control_L " + std::string(1, static_cast<char>('0' + k));
     ADD_FAILURE() << "no key types '" << c << "'";
     return "";
 }
 
-// Types `text` and then Return into the program's window, found anew each
-// time since a display mode switch makes a new one. The focus is set by a
-// command of its own, so the keys go where a person's would. Each press is
+// Types `text` and then Return into the program's window. Each press is
 // held for a few frames, even on a busy machine: the console reads the key
 // array once a frame, and a press that comes and goes between two is lost.
 void Type(const std::string& text, bool thenReturn = true)
 {
-    std::string focus = "xdotool search --sync --name '^" + std::string(kTitle) +
-                        "$' windowfocus --sync >/dev/null 2>&1";
-    ASSERT_EQ(system(focus.c_str()), 0);
-    std::vector<std::string> chords;
-    for (size_t i = 0; i < text.size(); ++i)
+    std::string cmd;
+    for (size_t i = 0; i <= text.size(); ++i)
     {
         size_t close = text.find('>', i);
-        bool named = text[i] == '<' && close != std::string::npos;
-        chords.push_back(named ? text.substr(i + 1, close - i - 1) : KeysFor(text[i]));
+        bool named = i < text.size() && text[i] == '<' && close != std::string::npos;
+        std::string chord = named             ? text.substr(i + 1, close - i - 1)
+                            : i < text.size() ? KeysFor(text[i])
+                            : thenReturn      ? "Return"
+                                              : "";
         i = named ? close : i;
-    }
-    if (thenReturn)
-        chords.push_back("Return");
-    std::string cmd = "xdotool";
-    for (const std::string& chord : chords)
-    {
         std::stringstream keys(chord);
-        std::vector<std::string> held;
-        for (std::string key; keys >> key; held.insert(held.begin(), key))
+        std::string up;
+        for (std::string key; keys >> key; up = " keyup " + key + up)
             cmd += " keydown " + key;
-        cmd += " sleep 0.15";
-        for (const std::string& key : held)
-            cmd += " keyup " + key;
-        cmd += " sleep 0.03";
+        cmd += chord.empty() ? "" : " sleep 0.15" + up + " sleep 0.03";
     }
-    EXPECT_EQ(system((cmd + " >/dev/null 2>&1").c_str()), 0) << text;
+    EXPECT_EQ(testsupport::SendKeys(kTitle, cmd), 0) << text;
 }
 
 // Rows from the top of the window's right edge that aren't white paper: the
 // console's box there runs from yellow to red, and no text reaches it.
 int BoxHeight()
 {
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    Display* dpy = XOpenDisplay(nullptr);
-    if (!dpy)
-        return -1;
-    ::Window root = DefaultRootWindow(dpy);
-    ::Window win = testsupport::FindWindowByTitle(dpy, root, kTitle);
-    XWindowAttributes a{};
-    int x = 0, y = 0, rows = -1;
-    ::Window child;
-    XImage* image = nullptr;
-    if (win && XGetWindowAttributes(dpy, win, &a) &&
-        XTranslateCoordinates(dpy, win, root, 0, 0, &x, &y, &child) &&
-        (image = XGetImage(dpy, root, x + a.width - 3, y, 1, a.height, AllPlanes, ZPixmap)))
-    {
-        unsigned long white = image->red_mask | image->green_mask | image->blue_mask;
-        for (rows = 0; rows < a.height && (XGetPixel(image, 0, rows) & white) != white;)
-            ++rows;
-        XDestroyImage(image);
-    }
-    XCloseDisplay(dpy);
-    return rows;
+    testsupport::Picture p = testsupport::GrabWindow(kTitle);
+    int rows = 0;
+    while (rows < p.height &&
+           p.At(p.width - 3, rows)[0] + p.At(p.width - 3, rows)[1] + p.At(p.width - 3, rows)[2] !=
+               3 * 255)
+        ++rows;
+    return p.width ? rows : -1;
+}
+
+// Waits for the box to take its height; the height it has then.
+int BoxHeightOf(int rows)
+{
+    testsupport::WaitFor([&] { return BoxHeight() == rows; }, 10);
+    return BoxHeight();
 }
 
 std::vector<std::string> Lines(const std::string& text)
@@ -297,16 +267,7 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
     ASSERT_EQ(system("command -v xdotool >/dev/null"), 0) << "xdotool is missing";
     std::string dir = testsupport::MakeRunDir(true);
     ASSERT_FALSE(dir.empty());
-    // Whatever happens, the program doesn't outlive the test.
-    struct Reaper
-    {
-        pid_t pid;
-        ~Reaper()
-        {
-            if (pid > 0)
-                testsupport::WaitExit(pid, 0);
-        }
-    } program{testsupport::StartProgram(dir, "dummy")};
+    testsupport::ChildGuard program{testsupport::StartProgram(dir, "dummy")};
     ASSERT_TRUE(testsupport::WaitFor(
         [&]
         {
@@ -316,20 +277,30 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
         30));
 
     Type("<grave>", false); // the key below Escape opens the console
-    EXPECT_EQ(BoxHeight(), 14 * 12);
+    EXPECT_EQ(BoxHeightOf(14 * 12), 14 * 12);
     for (const std::string& line : Lines(kTranscript))
     {
         if (line.rfind("> ", 0) == 0 || line[0] == '~' || line[0] == '{')
             continue;
         size_t bar = line.find('|');
+        ::Window old = testsupport::FindProgramWindow(kTitle);
         Type(bar == std::string::npos ? line : line.substr(bar + 1));
         if (line == "c_aperture 5" || line == "c_aperture 0")
         {
-            EXPECT_EQ(BoxHeight(), line == "c_aperture 5" ? 7 * 12 : 2 * 12);
+            int rows = line == "c_aperture 5" ? 7 * 12 : 2 * 12;
+            EXPECT_EQ(BoxHeightOf(rows), rows);
         }
-        // The new window takes keys once it has settled.
-        if (line == "r_windowedmode")
-            std::this_thread::sleep_for(std::chrono::seconds(1));
+        if (line == "r_windowedmode") // keys go to the new window once it draws
+        {
+            EXPECT_TRUE(testsupport::WaitFor(
+                [&]
+                {
+                    ::Window now = testsupport::FindProgramWindow(kTitle);
+                    return now && now != old;
+                },
+                30));
+            EXPECT_EQ(BoxHeightOf(2 * 12), 2 * 12);
+        }
     }
     Type("<Escape>", false);
     ASSERT_EQ(testsupport::WaitExit(program.pid, 30), 0);
