@@ -11,7 +11,6 @@
 #include <cmath>
 #include <csignal>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "app/log.h"
@@ -32,11 +31,7 @@ using testsupport::WriteText;
 
 std::vector<std::string> LogLines()
 {
-    std::vector<std::string> lines;
-    std::stringstream s(ReadText(TESSIMO_LOG_FILE));
-    for (std::string line; std::getline(s, line);)
-        lines.push_back(line);
-    return lines;
+    return testsupport::Lines(ReadText(TESSIMO_LOG_FILE));
 }
 
 const char* const kCreated = R"(log created the \d+/\d+/\d+ at \d+h \d+m \d+s)";

@@ -40,9 +40,9 @@ inline ::Window FindProgramWindow(const char* title, Picture* picture = nullptr)
             for (int px = 0; px < a.width; ++px)
             {
                 unsigned long p = XGetPixel(image, px, py);
-                picture->rgb.insert(picture->rgb.end(), {static_cast<uint8_t>(p >> 16),
-                                                         static_cast<uint8_t>(p >> 8),
-                                                         static_cast<uint8_t>(p)});
+                picture->rgb.insert(picture->rgb.end(),
+                                    {static_cast<uint8_t>(p >> 16), static_cast<uint8_t>(p >> 8),
+                                     static_cast<uint8_t>(p)});
             }
         XDestroyImage(image);
     }
