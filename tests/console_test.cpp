@@ -38,15 +38,9 @@ protected:
         for (uint32_t key : keys)
             Frame({key});
     }
-    std::vector<std::string> LastLines(uint32_t n)
-    {
-        std::vector<std::string> out;
-        for (uint32_t i = console.HeldLines() - n; i < console.HeldLines(); ++i)
-            out.push_back(console.Line(i));
-        return out;
-    }
     void Run(const char* line) { console.Execute(line); }
-    std::string Last() { return console.Line(console.HeldLines() - 1); }
+    // The last line held, or the one `back` lines before it.
+    std::string Last(uint32_t back = 0) { return console.Line(console.HeldLines() - 1 - back); }
 
     Console console{nullptr, 800, 600, 1024, 256, 12};
     Input input;
@@ -109,7 +103,7 @@ TEST_F(ConsoleKeys, EditingCorners)
     EXPECT_EQ(console.cursor, 255u);
     EXPECT_EQ(strlen(console.input), 255u);
     Frame({VK_RETURN});
-    EXPECT_EQ(LastLines(2)[0].size(), 255u);
+    EXPECT_EQ(Last(1).size(), 255u);
     EXPECT_EQ(Last(), "> command or variable unknown.");
     EXPECT_EQ(console.cursor, 0u);
 }
@@ -139,14 +133,19 @@ TEST_F(ConsoleKeys, ExecuteWordsAndVariables)
     EXPECT_EQ(console.ShownLines(), 1024u);
     Run("c_aperture seven"); // no number: the value stays
     Run("c_aperture   ");
-    EXPECT_EQ(LastLines(2), std::vector<std::string>(2, "> c_aperture is equal to 2147483647"));
+    EXPECT_EQ(Last(1), "> c_aperture is equal to 2147483647");
+    EXPECT_EQ(Last(), Last(1));
 
     unsigned char flag = 0;
     int32_t fixed = 77;
     float scale = 1.5f;
+    const std::string longest = "t_" + std::string(29, 'n'); // the longest name there is
     console.AddVariable("t_flag", VariableBool, &flag, false);
     console.AddVariable("t_fixed", VariableInt, &fixed, true);
     console.AddVariable("t_scale", VariableFloat, &scale, false);
+    console.AddVariable(longest.c_str(), VariableInt, &fixed, true);
+    Run(longest.c_str());
+    EXPECT_EQ(Last(), "> " + longest + " is equal to 77");
     Run("t_flag TRUE");
     EXPECT_EQ(Last(), "> t_flag is equal to false");
     Run("t_flag true ignored");

@@ -87,6 +87,17 @@ inline int WaitExit(pid_t pid, double seconds)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Ends the child, if it still runs, however the test ends.
+struct ChildGuard
+{
+    pid_t pid;
+    ~ChildGuard()
+    {
+        if (pid > 0)
+            WaitExit(pid, 0);
+    }
+};
+
 // What a command-line tool did: its exit status (as WaitExit gives it), its
 // standard output and its standard error.
 struct ToolRun
