@@ -51,8 +51,8 @@ TEST(SceneObject, PositionAndTranslationOnATurnedObject)
 
 TEST(VertexArrayPool, AlignsToAPowerOfTwoAndRefusesWhatDoesNotFit)
 {
-    const uint32_t rounded[][2] = {{32, 32}, {24, 32}, {33, 64}, {1, 1}, {0, 1},
-                                   {0xFFFFFFFFu, 0x80000000u}};
+    const uint32_t rounded[][2] = {{32, 32}, {24, 32}, {33, 64},
+                                   {1, 1},   {0, 1},   {0xFFFFFFFFu, 0x80000000u}};
     for (const auto& r : rounded)
         EXPECT_EQ(RoundAlignment(r[0]), r[1]) << r[0];
 
