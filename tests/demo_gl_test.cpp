@@ -292,172 +292,65 @@ TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
     { return "> can't read data archive 'data.rar': " + std::string(why) + "\n"; };
     const char *damaged = "wrong password or damaged data", *cut = "archive cut short",
                *zeroed = "not a RAR 2.0 archive", *missing = "no such archive";
+    // What a case does to its run folder: "none" (no archive), "flipped",
+    // "cut", "zeros" (the built archive damaged), "-tsm\", "-vp\" (an
+    // archive without those entries), "password" (one under another
+    // password), "no Hatching" (no such sections in Shaders.ini), "full"
+    // (the picture written to a full device); "" nothing.
     struct Case
     {
         const char* what;
-        // The archive: "" the built one, "none", "flipped", "cut" or "zeros"
-        // (the built one damaged), or "repack" (below).
-        std::string archive;
-        const char* leaveOut; // entry left out of a repacked archive
-        const char* password; // a repacked archive's password
-        bool noHatching;      // Shaders.ini without the sections "Hatching..."
-        std::vector<std::string> options;
+        std::string model;    // --model, "" none
         std::string lastLine; // "" for a picture
         std::vector<std::string> logLines, consoleLines;
     };
     const std::string none = "No such file or directory";
+    // clang-format off
     const std::vector<Case> cases = {
-        {"no model",
-         "repack",
-         "tsm\\",
-         kPassword,
-         false,
-         {},
-         cannot,
-         {noModelLog, noShaderLog},
-         {noModel}},
-        {"no vertex program",
-         "repack",
-         "vp\\",
-         kPassword,
-         false,
-         {},
-         "",
-         {noProgramLog},
-         {noProgram}},
-        {"wrong password",
-         "repack",
-         "",
-         "not-the-password",
-         false,
-         {},
-         cannot,
-         {archiveLog(damaged), noModelLog, noShaderLog},
-         {archiveLine(damaged), noModel}},
-        {"no archive",
-         "none",
-         "",
-         "",
-         false,
-         {},
-         cannotArchive + none,
-         {archiveLog(missing), noModelLog},
-         {archiveLine(missing), noModel}},
-        {"no archive, a good model",
-         "none",
-         "",
-         "",
-         false,
-         {"--model", models + "/triangle.tsm"},
-         cannotArchive + none,
-         {archiveLog(missing)},
-         {archiveLine(missing)}},
-        {"flipped bytes",
-         "flipped",
-         "",
-         "",
-         false,
-         {},
-         cannotArchive,
-         {archiveLog(damaged), noModelLog},
-         {archiveLine(damaged), noModel}},
-        {"cut in half",
-         "cut",
-         "",
-         "",
-         false,
-         {},
-         cannotArchive + cut + " in 'tsm\\avion.tsm'",
-         {archiveLog(cut), noModelLog},
-         {archiveLine(cut), noModel}},
-        {"zeroed",
-         "zeros",
-         "",
-         "",
-         false,
-         {},
-         cannotArchive + zeroed,
-         {archiveLog(zeroed), noModelLog},
-         {archiveLine(zeroed), noModel}},
-        {"no Hatching section", "", "", "", true, {}, "", {noProgramLog}, {noProgram}},
-        {"missing model",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models + "/missing.tsm"},
-         cannotModel + "/missing.tsm': " + none,
-         {},
-         {}},
-        {"zeros",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models + "/zeros.tsm"},
-         cannotModel + "/zeros.tsm': it holds no mesh",
-         {},
-         {}},
-        {"folder",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models},
-         cannotModel + "': Is a directory",
-         {},
-         {}},
-        {"too large",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models + "/big.tsm"},
-         cannotModel + "/big.tsm': mesh 1 of 1 doesn't fit in the vertex memory",
-         {},
-         {}},
-        {"partly too large",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models + "/partial.tsm"},
-         cannotModel + "/partial.tsm': mesh 2 of 2 doesn't fit in the vertex memory",
-         {},
-         {}},
-        {"no polygon",
-         "",
-         "",
-         "",
-         false,
-         {"--model", models + "/empty.tsm"},
-         "tessimo-shot: nothing was drawn at tick 5",
-         {},
-         {}},
-        {"full device", "", "", "", false, {"--output", "full"}, "", {}, {}},
+        {"-tsm\\", "", cannot, {noModelLog, noShaderLog}, {noModel}},
+        {"-vp\\", "", "", {noProgramLog}, {noProgram}},
+        {"password", "", cannot, {archiveLog(damaged), noModelLog, noShaderLog}, {archiveLine(damaged), noModel}},
+        {"none", "", cannotArchive + none, {archiveLog(missing), noModelLog}, {archiveLine(missing), noModel}},
+        {"none", "triangle.tsm", cannotArchive + none, {archiveLog(missing)}, {archiveLine(missing)}},
+        {"flipped", "", cannotArchive, {archiveLog(damaged), noModelLog}, {archiveLine(damaged), noModel}},
+        {"cut", "", cannotArchive + cut + " in 'tsm\\avion.tsm'", {archiveLog(cut), noModelLog}, {archiveLine(cut), noModel}},
+        {"zeros", "", cannotArchive + zeroed, {archiveLog(zeroed), noModelLog}, {archiveLine(zeroed), noModel}},
+        {"no Hatching", "", "", {noProgramLog}, {noProgram}},
+        {"", "missing.tsm", cannotModel + "/missing.tsm': " + none, {}, {}},
+        {"", "zeros.tsm", cannotModel + "/zeros.tsm': it holds no mesh", {}, {}},
+        {"", ".", cannotModel + "/.': Is a directory", {}, {}},
+        {"", "big.tsm", cannotModel + "/big.tsm': mesh 1 of 1 doesn't fit in the vertex memory", {}, {}},
+        {"", "partial.tsm", cannotModel + "/partial.tsm': mesh 2 of 2 doesn't fit in the vertex memory", {}, {}},
+        {"", "empty.tsm", "tessimo-shot: nothing was drawn at tick 5", {}, {}},
+        {"full", "", "", {}, {}},
     };
+    // clang-format on
     for (const Case& c : cases)
     {
-        SCOPED_TRACE(c.what);
-        std::string dir = RunDir(c.archive != "none" && c.archive != "repack");
-        std::vector<std::string> options = c.options;
+        SCOPED_TRACE(c.what + (" " + c.model));
+        const std::string what = c.what;
+        std::string dir = RunDir(what != "none" && what[0] != '-' && what != "password");
+        std::vector<std::string> options;
         std::string lastLine = c.lastLine;
-        if (c.archive == "repack")
-            ASSERT_TRUE(entries.Repack(dir, c.leaveOut, c.password));
-        else if (c.archive == "flipped" || c.archive == "cut" || c.archive == "zeros")
+        if (!c.model.empty())
+            options = {"--model", models + "/" + c.model};
+        if (what[0] == '-' || what == "password")
+            ASSERT_TRUE(what == "password" ? entries.Repack(dir, "", "not-the-password")
+                                           : entries.Repack(dir, what.substr(1), kPassword));
+        else if (what == "flipped" || what == "cut" || what == "zeros")
         {
             std::string bytes = archive;
             size_t half = bytes.size() / 2;
-            if (c.archive == "flipped")
+            if (what == "flipped")
                 for (size_t i = half; i < half + 64; ++i)
                     bytes[i] = static_cast<char>(~bytes[i]);
-            else if (c.archive == "cut")
+            else if (what == "cut")
                 bytes.resize(half);
             else
                 bytes.assign(bytes.size(), '\0');
             WriteText(dir + "/data.rar", bytes);
         }
-        if (c.noHatching)
+        else if (what == "no Hatching")
         {
             std::stringstream in(ReadText(dir + "/ini/Shaders.ini"));
             std::string out;
@@ -471,11 +364,11 @@ TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
             }
             WriteText(dir + "/ini/Shaders.ini", out);
         }
-        if (!options.empty() && options[1] == "full")
+        else if (what == "full")
         {
             // A full device of the test's own, so that a tool that wrongly
             // replaced its output by renaming would replace only that.
-            options[1] = testsupport::MakeFullDevice(dir);
+            options = {"--output", testsupport::MakeFullDevice(dir)};
             lastLine = "tessimo-shot: cannot write '" + options[1] + "': No space left on device";
         }
         Picture picture;
