@@ -20,8 +20,8 @@
 #include "platform/gl_window.h"
 #include "platform/messages.h"
 #include "support/files.h"
-#include "support/report_capture.h"
 #include "support/process.h"
+#include "support/report_capture.h"
 
 namespace
 {

@@ -13,16 +13,16 @@
 #include "app/ini_file.h"
 #include "app/input.h"
 #include "app/log.h"
-#include "app/report.h"
 #include "app/math.h"
+#include "app/report.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
 #include "platform/keys.h"
 #include "platform/messages.h"
 #include "platform/sound.h"
 #include "support/files.h"
-#include "support/report_capture.h"
 #include "support/process.h"
+#include "support/report_capture.h"
 
 namespace
 {

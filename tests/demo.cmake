@@ -1,9 +1,9 @@
-# The hatching demo: rendered headless through tessimo-shot (gl), and the
-# real program in a window under Xvfb, read from the screen (window).
-tessimo_test(demo_shot_test LABEL gl TIMEOUT 600
-  SOURCES demo_shot_test.cpp
-  LIBS PNG::PNG X11)
-add_dependencies(demo_shot_test tessimo-shot tessimo-rar tessimo-import tessimo_data)
+# The hatching demo: rendered headless through tessimo-shot and run in this
+# process (gl), and the real program in a window under Xvfb (window).
+tessimo_test(demo_gl_test LABEL gl TIMEOUT 600
+  SOURCES demo_gl_test.cpp demo_gl_test_deletion.cpp
+  LIBS tessimo_demo PNG::PNG X11)
+add_dependencies(demo_gl_test tessimo-shot tessimo-rar tessimo-import tessimo_data)
 # The ink measures of one picture, for scripts/measure.
 add_executable(ink_measure ink_measure.cpp)
 target_link_libraries(ink_measure PRIVATE PNG::PNG X11)
@@ -38,7 +38,7 @@ if(TESSIMO_SANITIZE)
   set_tests_properties(demo_shot_sanitized PROPERTIES LABELS sanitize TIMEOUT 600
     ENVIRONMENT "LD_PRELOAD=${preload};SDL_AUDIODRIVER=dummy;UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/demo_lsan.supp:print_suppressions=0")
 endif()
-tessimo_test(demo_deletion_gl_test LABEL gl
-  SOURCES demo_deletion_gl_test.cpp
-  LIBS tessimo_demo)
-add_dependencies(demo_deletion_gl_test tessimo_data)
+tessimo_test(demo_program_window_test LABEL window TIMEOUT 300
+  SOURCES demo_program_window_test.cpp
+  LIBS PkgConfig::SDL2 OpenGL::GL PNG::PNG X11 Xtst)
+add_dependencies(demo_program_window_test tessimo2 tessimo_data)

@@ -1,13 +1,13 @@
-// ink_measure: the measures of support/ink_measures.h for one picture.
+// ink_measure: the measures of support/ink_measures.h for one picture, for
+// scripts/measure.
 //
 //   ink_measure PICTURE.png SOLID.png [--sphere TICKS]
 //   ink_measure --solid SHADERS.ini
 //
 // SOLID.png is the same shot with the model drawn solid black (the
-// materials of InkMaskMaterials); --sphere adds the tone measures of a
-// sphere of radius 5 at (0, -2, -5) with the light after TICKS ticks.
-// --solid rewrites a run folder's materials for the solid shot.
-// scripts/measure makes both shots and runs this.
+// materials that --solid writes into a run folder's Shaders.ini); --sphere
+// adds the tone measures of a sphere of radius 5 at (0, -2, -5) with the
+// light after TICKS ticks.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,10 +18,10 @@
 
 int main(int argc, char** argv)
 {
+    const char* usage = "usage: ink_measure PICTURE.png SOLID.png [--sphere TICKS]\n";
     if (argc > 1 && strcmp(argv[1], "--help") == 0)
     {
-        printf("usage: ink_measure PICTURE.png SOLID.png [--sphere TICKS]\n"
-               "       ink_measure --solid SHADERS.ini\n");
+        printf("%s       ink_measure --solid SHADERS.ini\n", usage);
         return 0;
     }
     if (argc == 3 && strcmp(argv[1], "--solid") == 0)
@@ -35,12 +35,10 @@ int main(int argc, char** argv)
         testsupport::WriteText(argv[2], testsupport::InkMaskMaterials(text));
         return 0;
     }
-    long ticks = -1;
-    if (argc == 5 && strcmp(argv[3], "--sphere") == 0)
-        ticks = strtol(argv[4], nullptr, 10);
-    else if (argc != 3)
+    long ticks = argc == 5 && strcmp(argv[3], "--sphere") == 0 ? strtol(argv[4], nullptr, 10) : -1;
+    if (argc != 3 && ticks < 0)
     {
-        fprintf(stderr, "usage: ink_measure PICTURE.png SOLID.png [--sphere TICKS]\n");
+        fprintf(stderr, "%s", usage);
         return 2;
     }
     testsupport::Picture shot, solid;
@@ -52,9 +50,9 @@ int main(int argc, char** argv)
     }
     auto grey = testsupport::ToGrey(shot.width, shot.height, shot.rgb);
     auto mask = testsupport::ModelMask(testsupport::ToGrey(solid.width, solid.height, solid.rgb));
-    testsupport::OutlineBand band = testsupport::MeasureOutlineBand(grey, mask);
-    printf("crisp %.4f outline %.4f band %.2f stray %ld", testsupport::CrispShare(grey, mask),
-           testsupport::OutlineInkedShare(grey, mask), band.width, band.stray);
+    testsupport::InkMeasures ink = testsupport::MeasureInk(grey, mask);
+    printf("crisp %.4f outline %.4f band %.2f stray %ld", ink.crisp, ink.outline, ink.band,
+           ink.stray);
     if (ticks >= 0)
     {
         const double centre[3] = {0, -2, -5};

@@ -9,8 +9,8 @@
 #include <ctime>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
 #include <tuple>
+#include <vector>
 
 #include "platform/counter.h"
 #include "platform/keys.h"

@@ -1,12 +1,8 @@
 // The real demo inside the calling process, for gl suites and the engine
 // fuzzer: the program's start-up (settings, window on SDL's offscreen
-// driver, GL defaults, sound on the dummy driver) in a copy of the built run
-// folder, HatchingDemo's Init, and frames on a stepped clock, one tick of
-// 1/60 s a frame after the first, as tessimo-shot runs them.
-//
-//     testsupport::DemoEngine demo;
-//     if (demo.Start(runDir, 160, 120)) { demo.Frame(); ... }   // g_engine is the demo
-//     demo.Stop();                                               // or the destructor
+// driver, sound on the dummy driver) in a copy of the built run folder,
+// HatchingDemo's Init, and frames on a stepped clock, one tick of 1/60 s a
+// frame after the first, as tessimo-shot runs them.
 #pragma once
 
 #include <GL/gl.h>

@@ -1,5 +1,5 @@
-// Builds small meshes for the scene suites, and reads a mesh's triangles
-// back as plain numbers for comparison.
+// Small meshes for the scene suites, and a mesh's triangles read back as
+// plain numbers for comparison.
 #pragma once
 
 #include <array>
@@ -11,12 +11,11 @@
 namespace testsupport
 {
 
-// Fills `mesh` with the given positions (3 a vertex) and faces; texture
-// coordinates are (vertex number, 0) and normals (0, 0, 1) unless given.
-// False when the mesh can't have the vertices (a full pool).
+// Fills `mesh` with positions (3 a vertex) and faces; texture coordinates
+// are (vertex number, 0) and normals (0, 0, 1) unless given. False when
+// the mesh can't have the vertices (a full pool).
 inline bool FillMesh(Mesh& mesh, const std::vector<float>& positions,
-                     const std::vector<uint32_t>& faces, const std::vector<float>& normals = {},
-                     const std::vector<float>& texCoords = {})
+                     const std::vector<uint32_t>& faces, const std::vector<float>& normals = {})
 {
     uint32_t count = static_cast<uint32_t>(positions.size() / 3);
     if (!mesh.AllocateVertices(count) || !mesh.AllocateFaces(uint32_t(faces.size() / 3)))
@@ -26,10 +25,9 @@ inline bool FillMesh(Mesh& mesh, const std::vector<float>& positions,
     for (uint32_t v = 0; v < count; ++v)
     {
         for (int k = 0; k < 3; ++k)
-            mesh.normals[3 * v + k] = normals.empty() ? (k == 2 ? 1.0f : 0.0f) : normals[3 * v + k];
-        for (int k = 0; k < 2; ++k)
-            mesh.texCoords[2 * v + k] =
-                texCoords.empty() ? (k == 0 ? float(v) : 0.0f) : texCoords[2 * v + k];
+            mesh.normals[3 * v + k] = normals.empty() ? float(k == 2) : normals[3 * v + k];
+        mesh.texCoords[2 * v] = float(v);
+        mesh.texCoords[2 * v + 1] = 0.0f;
     }
     mesh.ComputeBounds();
     mesh.UploadVertices();
@@ -40,33 +38,23 @@ inline bool FillMesh(Mesh& mesh, const std::vector<float>& positions,
 using Corner = std::array<float, 8>;
 using Triangle = std::array<Corner, 3>;
 
-// The mesh's triangles as numbers, in face order, from the given arrays.
-inline std::vector<Triangle> Triangles(const Mesh& mesh, const float* positions,
-                                       const float* normals, const float* texCoords)
+// The mesh's triangles in face order.
+inline std::vector<Triangle> Triangles(const Mesh& mesh)
 {
-    std::vector<Triangle> out;
+    std::vector<Triangle> out(mesh.faceCount);
     for (uint32_t f = 0; f < mesh.faceCount; ++f)
-    {
-        Triangle t;
         for (int c = 0; c < 3; ++c)
         {
             uint32_t v = mesh.indices[3 * f + c];
             for (int k = 0; k < 3; ++k)
             {
-                t[c][k] = positions[3 * v + k];
-                t[c][3 + k] = normals[3 * v + k];
+                out[f][c][k] = mesh.positions[3 * v + k];
+                out[f][c][3 + k] = mesh.normals[3 * v + k];
             }
-            t[c][6] = texCoords[2 * v];
-            t[c][7] = texCoords[2 * v + 1];
+            out[f][c][6] = mesh.texCoords[2 * v];
+            out[f][c][7] = mesh.texCoords[2 * v + 1];
         }
-        out.push_back(t);
-    }
     return out;
-}
-
-inline std::vector<Triangle> Triangles(const Mesh& mesh)
-{
-    return Triangles(mesh, mesh.positions, mesh.normals, mesh.texCoords);
 }
 
 } // namespace testsupport

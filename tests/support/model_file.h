@@ -1,7 +1,8 @@
-// Writes model files byte by byte for the scene suites, so that a test can
-// state every count and offset, hostile ones included.
+// Model files written byte by byte, so that a test can state every count
+// and offset, hostile ones included.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -14,15 +15,10 @@ class ModelBytes
 {
 public:
     // The 27-byte header with `meshCount`.
-    explicit ModelBytes(uint32_t meshCount)
-    {
-        Text("test model file", 19);
-        U32(1);
-        U32(meshCount);
-    }
+    explicit ModelBytes(uint32_t meshCount) { Text("test model file", 19).U32(1).U32(meshCount); }
 
-    // A whole mesh record: counts from the arrays, texture coordinates
-    // (vertex number, 0) and normals (0, 0, 1).
+    // A whole mesh record: texture coordinates (vertex number, 0), normals
+    // (0, 0, 1).
     ModelBytes& Mesh(const char* name, const char* shader, const std::vector<float>& positions,
                      const std::vector<uint32_t>& faces, float x = 0, float y = 0, float z = 0)
     {
@@ -31,16 +27,9 @@ public:
         for (float p : positions)
             F32(p);
         for (uint32_t i = 0; i < v; ++i)
-        {
-            F32(float(i));
-            F32(0.0f);
-        }
+            F32(float(i)).F32(0.0f);
         for (uint32_t i = 0; i < v; ++i)
-        {
-            F32(0.0f);
-            F32(0.0f);
-            F32(1.0f);
-        }
+            F32(0.0f).F32(0.0f).F32(1.0f);
         for (uint32_t f : faces)
             U32(f);
         return *this;
@@ -50,21 +39,14 @@ public:
     ModelBytes& Head(const char* name, const char* shader, uint32_t faces, uint32_t vertices,
                      float x = 0, float y = 0, float z = 0)
     {
-        Text(name, 32);
-        Text(shader, 32);
-        F32(x);
-        F32(y);
-        F32(z);
-        U32(faces);
-        U32(vertices);
-        return *this;
+        return Text(name, 32).Text(shader, 32).F32(x).F32(y).F32(z).U32(faces).U32(vertices);
     }
 
     ModelBytes& Text(const char* text, size_t width)
     {
-        std::vector<uint8_t> field(width, 0);
-        std::memcpy(field.data(), text, std::min(width, std::strlen(text)));
-        bytes.insert(bytes.end(), field.begin(), field.end());
+        size_t at = bytes.size();
+        bytes.resize(at + width, 0);
+        std::memcpy(&bytes[at], text, std::min(width, std::strlen(text)));
         return *this;
     }
     ModelBytes& U32(uint32_t v)

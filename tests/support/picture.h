@@ -1,13 +1,8 @@
-// Pictures for the suites that look at what the demo draws: an RGB picture
-// read from a PNG (tessimo-shot's output) with a few measures, the tools
-// started as child processes with their arguments (process.h starts
-// tessimo2 alone), fresh run folders, and the program's window on the X
-// server.
+// Pictures of what the demo draws: an RGB picture read from a PNG
+// (tessimo-shot's output), and the tools started in a run folder.
 #pragma once
 
-#include <X11/Xlib.h>
 #include <png.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -24,8 +19,7 @@ namespace testsupport
 // An RGB picture, top row first.
 struct Picture
 {
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     std::vector<uint8_t> rgb;
 
     const uint8_t* At(int x, int y) const { return &rgb[(static_cast<size_t>(y) * width + x) * 3]; }

@@ -1,0 +1,151 @@
+// The scene on the CPU: the object's position operations, the vertex
+// pool's bump allocator, and the mesh operations on the editable arrays.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "resources/vertex_array_pool.h"
+#include "scene/mesh.h"
+#include "scene/scene_object.h"
+#include "support/mesh_builder.h"
+
+namespace
+{
+
+using testsupport::FillMesh;
+using testsupport::Triangles;
+
+void ExpectXyz(const Vec4& v, float x, float y, float z)
+{
+    EXPECT_NEAR(v.x, x, 1e-5f);
+    EXPECT_NEAR(v.y, y, 1e-5f);
+    EXPECT_NEAR(v.z, z, 1e-5f);
+    EXPECT_EQ(v.w, 0.0f);
+}
+
+struct Thing : SceneObject
+{
+    void Draw() override {}
+};
+
+TEST(SceneObject, PositionAndTranslationOnATurnedObject)
+{
+    Thing t;
+    ExpectXyz(t.GetPosition(), 0, 0, 0);
+    t.SetPosition(Vec4(1.0f, 2.0f, 3.0f, 9.0f));
+    ExpectXyz(t.GetPosition(), 1, 2, 3);
+    // Half a turn about y: moving along the object's own x and z goes the
+    // opposite way in the world; neither moving nor placing turns it.
+    t.transform.RotationY(Pi);
+    t.SetPosition(10.0f, 0.0f, 10.0f);
+    Matrix4 turned = t.transform;
+    t.Translate(Vec4(1.0f, 1.0f, 2.0f, 100.0f));
+    ExpectXyz(t.GetPosition(), 9, 1, 8);
+    t.SetPosition(-5.0f, -6.0f, -7.0f);
+    t.Translate(0.0f, 0.0f, 0.0f);
+    ExpectXyz(t.GetPosition(), -5, -6, -7);
+    for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10})
+        EXPECT_EQ(t.transform.m[i], turned.m[i]) << i;
+}
+
+TEST(VertexArrayPool, AlignsToAPowerOfTwoAndRefusesWhatDoesNotFit)
+{
+    const uint32_t rounded[][2] = {{32, 32}, {24, 32}, {33, 64},
+                                   {1, 1},   {0, 1},   {0xFFFFFFFFu, 0x80000000u}};
+    for (const auto& r : rounded)
+        EXPECT_EQ(RoundAlignment(r[0]), r[1]) << r[0];
+
+    VertexArrayPool pool;
+    EXPECT_EQ(pool.Allocate(4), nullptr); // no memory before Init
+    pool.Init(1000, 2, 24, 0.0f, 0.0f);   // no range extension: main memory
+    EXPECT_EQ(pool.memoryKind, 0);
+    EXPECT_EQ(pool.alignment, 32u);
+    EXPECT_EQ(pool.freeBytes, 1000u);
+    // A block that doesn't start on the alignment loses its first bytes.
+    pool.cursor = pool.base + 1;
+    uint8_t* first = static_cast<uint8_t*>(pool.Allocate(12));
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(first) % 32, 0u);
+    uint8_t* second = static_cast<uint8_t*>(pool.Allocate(12));
+    EXPECT_EQ(second, first + 32);
+    EXPECT_EQ(pool.freeBytes, uint32_t(pool.end - (second + 12)));
+    // Exhausted: a refusal changes nothing; what fits exactly still comes.
+    uint8_t* cursor = pool.cursor;
+    uint32_t left = pool.freeBytes;
+    EXPECT_EQ(pool.Allocate(1000), nullptr);
+    EXPECT_EQ(pool.cursor, cursor);
+    EXPECT_EQ(pool.freeBytes, left);
+    uint32_t skip = uint32_t((32 - reinterpret_cast<uintptr_t>(cursor)) & 31);
+    ASSERT_NE(pool.Allocate(left - skip), nullptr);
+    EXPECT_EQ(pool.cursor, pool.end);
+    EXPECT_EQ(pool.freeBytes, 0u);
+    EXPECT_EQ(pool.Allocate(1), nullptr);
+    pool.Reset();
+    EXPECT_EQ(pool.cursor, pool.base);
+    EXPECT_EQ(pool.freeBytes, 1000u);
+    pool.Release();
+    EXPECT_EQ(pool.Allocate(4), nullptr);
+}
+
+TEST(MeshGeometry, BoundsCentringAndNormalsOfCoincidentVertices)
+{
+    Mesh mesh(true);
+    ASSERT_TRUE(FillMesh(mesh, {2, 1, -1, 4, 3, 1, 3, 1, 0}, {0, 1, 2}));
+    EXPECT_EQ(mesh.sizeX, 2.0f);
+    EXPECT_EQ(mesh.sizeY, 2.0f);
+    EXPECT_EQ(mesh.sizeZ, 2.0f);
+    // Measured from the mesh's own origin, so the offset counts.
+    EXPECT_FLOAT_EQ(mesh.boundingSphere.radius, std::sqrt(26.0f));
+    mesh.boundingSphere.center = Vec4(7, 7, 7);
+    mesh.CenterVertices();
+    ExpectXyz(mesh.GetPosition(), 3, 2, 0);
+    ExpectXyz(mesh.boundingSphere.center, 0, 0, 0);
+    EXPECT_FLOAT_EQ(mesh.boundingSphere.radius, std::sqrt(3.0f));
+    EXPECT_EQ(std::vector<float>(mesh.positions, mesh.positions + 9),
+              (std::vector<float>{-1, -1, -1, 1, 1, 1, 0, -1, 0}));
+
+    // Two faces folded along the edge x = 0, whose vertices are there twice
+    // each: they share the mean normal (0, 0, -1); the outer corners keep
+    // their own face's; a vertex no face uses stays zero.
+    Mesh fold(true);
+    ASSERT_TRUE(FillMesh(fold, {0, 0, 0, 0, 1, 0, -1, 0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 1, 5, 5, 5},
+                         {0, 2, 1, 3, 4, 5}));
+    fold.ComputeNormals();
+    const float* n = fold.normals;
+    for (int k = 0; k < 3; ++k)
+    {
+        EXPECT_EQ(n[0 + k], n[9 + k]) << k;
+        EXPECT_EQ(n[3 + k], n[12 + k]) << k;
+        EXPECT_EQ(n[18 + k], 0.0f);
+    }
+    EXPECT_NEAR(n[0], 0.0f, 1e-6f);
+    EXPECT_NEAR(n[2], -1.0f, 0.002f);
+    EXPECT_NEAR(n[6], -std::sqrt(0.5f), 0.002f);
+    EXPECT_NEAR(n[15], std::sqrt(0.5f), 0.002f);
+}
+
+TEST(MeshGeometry, ReorderNumbersVerticesByFirstUse)
+{
+    // Already in order: nothing changes, and the render copy follows.
+    Mesh ordered(true);
+    ASSERT_TRUE(FillMesh(ordered, {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0}, {0, 1, 2, 2, 1, 3}));
+    ordered.ReorderVertices();
+    EXPECT_EQ(std::vector<uint32_t>(ordered.indices, ordered.indices + 6),
+              (std::vector<uint32_t>{0, 1, 2, 2, 1, 3}));
+    EXPECT_EQ(ordered.renderPositions, ordered.positions);
+    // Shuffled, with a vertex no face uses: the same triangles, numbered in
+    // order of first use, the unused one kept behind.
+    Mesh shuffled(true);
+    ASSERT_TRUE(FillMesh(shuffled, {9, 9, 9, 1, 1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0},
+                         {4, 3, 2, 2, 3, 1, 1, 3, 4}));
+    auto before = Triangles(shuffled);
+    shuffled.ReorderVertices();
+    EXPECT_EQ(Triangles(shuffled), before);
+    EXPECT_EQ(std::vector<uint32_t>(shuffled.indices, shuffled.indices + 9),
+              (std::vector<uint32_t>{0, 1, 2, 2, 1, 3, 3, 1, 0}));
+    EXPECT_EQ(shuffled.vertexCount, 5u);
+    EXPECT_EQ(shuffled.positions[12], 9.0f);
+    EXPECT_EQ(shuffled.texCoords[8], 0.0f); // it was vertex 0
+}
+
+} // namespace
