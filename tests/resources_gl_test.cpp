@@ -13,7 +13,7 @@
 #include "archive/rar_writer.h"
 #include "console/console.h"
 #include "engine/engine.h"
-#include "hatching/volume_texture.h"
+#include "hatching/tonal_art_map.h"
 #include "platform/messages.h"
 #include "resources/registries.h"
 #include "resources/screen_font.h"
@@ -82,30 +82,49 @@ Bytes Ramp(size_t n)
     return b;
 }
 
-// One offscreen context; each test works in a fresh folder, where the log
-// goes too.
-class TextureGl : public ::testing::Test
+// A fresh context and folder (where the log goes) for each test; Start
+// writes the definitions and two Targas and starts an engine.
+class ResourcesGl : public ::testing::Test
 {
-public:
-    static void SetUpTestSuite() { context = new GlContext(64, 64); }
-    static void TearDownTestSuite() { delete context; }
-
 protected:
-    void SetUp() override { ASSERT_TRUE(context->created && !folder.path.empty()); }
-    void TearDown() override { EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)); }
-    static std::string Log() { return ReadText("tessimo2.log"); }
+    void SetUp() override
+    {
+        ASSERT_TRUE(context.created && !dir.path.empty());
+        logStart = ReadText("tessimo2.log").size(); // the window's lines
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+        delete engine;
+        g_engine = nullptr;
+        ClearMessageQueue();
+    }
+    std::string Log() { return ReadText("tessimo2.log").substr(logStart); }
+    void Start(const std::string& definitions);
+    // The console lines printed since the last call.
+    std::vector<std::string> NewLines()
+    {
+        auto* console = static_cast<Console*>(engine->console);
+        std::vector<std::string> lines;
+        for (uint32_t i = seen; i < console->HeldLines(); ++i)
+            lines.push_back(console->Line(i));
+        seen = console->HeldLines();
+        return lines;
+    }
 
-    static GlContext* context;
-    TempDir folder;
+    TempDir dir;
+    GlContext context{256, 256};
     MessageBoxCapture boxes;
+    Engine* engine = nullptr;
+    uint32_t seen = 0;
+    size_t logStart = 0;
 };
-GlContext* TextureGl::context = nullptr;
 
 // Each load path: the caller's or the constructor's filters and wraps, the
 // internal format, a full chain, and the pixels in file order whatever the
 // origin bits say; rows of 6 bytes end off the 4-byte alignment, which is
 // given back afterwards; a width past 255 and sizes GLU rescales.
-TEST_F(TextureGl, TargasUploadInFileOrderWithTheirParameters)
+TEST_F(ResourcesGl, TargasUploadInFileOrderWithTheirParameters)
 {
     Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), wide(300 * 20 * 3, 40);
     WriteBytes("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
@@ -148,7 +167,7 @@ TEST_F(TextureGl, TargasUploadInFileOrderWithTheirParameters)
     EXPECT_EQ(Log(), "");
 }
 
-TEST_F(TextureGl, RefusedTargasWriteOneLogLineEach)
+TEST_F(ResourcesGl, RefusedTargasWriteOneLogLineEach)
 {
     Bytes pixels = Ramp(4 * 4 * 4);
     const std::pair<const char*, Bytes> files[] = {
@@ -180,7 +199,7 @@ TEST_F(TextureGl, RefusedTargasWriteOneLogLineEach)
 // Reload: nothing before a load; the same image, name and parameters after
 // one, from the disk or an enciphered archive; the log line once the file
 // has gone. A bitmap has no path to reload from.
-TEST_F(TextureGl, ReloadReadsThePathAgain)
+TEST_F(ResourcesGl, ReloadReadsThePathAgain)
 {
     Texture never;
     EXPECT_FALSE(never.Reload("", nullptr));
@@ -231,7 +250,7 @@ TEST_F(TextureGl, ReloadReadsThePathAgain)
 // Bitmaps reach GL bottom row first, as GL_RGB8, or as GL_RGBA8 with the
 // alpha from the red channel of a second bitmap; failures show the
 // reader's boxes and change nothing.
-TEST_F(TextureGl, BitmapsWithAndWithoutAlpha)
+TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
 {
     Picture colour = MakePicture(8, 4, 256), alpha = MakePicture(8, 4, 0);
     BmpOptions indexed{8}, bare;
@@ -326,83 +345,52 @@ map=tga\a.tga
 min_filter=GL_LINEAR
 )";
 
-class MaterialsGl : public ::testing::Test
+void ResourcesGl::Start(const std::string& definitions = kDefinitions)
 {
-protected:
-    void SetUp() override { ASSERT_FALSE(dir.path.empty()); }
-    // Files first (the engine reads them from the folder it starts in),
-    // then the context, the GL defaults, the engine and its Init.
-    void Start(const std::string& definitions = kDefinitions)
+    WriteMaterialFiles(dir.path, definitions);
+    auto pattern = [](uint32_t x, uint32_t y, uint8_t p[4])
     {
-        WriteMaterialFiles(dir.path, definitions);
-        auto pattern = [](uint32_t x, uint32_t y, uint8_t p[4])
-        {
-            p[0] = uint8_t(x * 30);
-            p[1] = uint8_t(y * 30);
-            p[2] = 90;
-        };
-        WriteTarga(dir.path + "/tga/a.tga", 8, 8, 24, pattern);
-        WriteTarga(dir.path + "/tga/b.tga", 8, 8, 32, pattern);
-        context.reset(new GlContext(256, 256));
-        ASSERT_TRUE(context->created);
-        InitGL();
-        g_engine = engine = new Engine;
-        ASSERT_TRUE(engine->Init());
-    }
-    // The console lines printed since the last call.
-    std::vector<std::string> NewLines()
-    {
-        auto* console = static_cast<Console*>(engine->console);
-        std::vector<std::string> lines;
-        for (uint32_t i = 0; i < console->HeldLines(); ++i)
-            lines.push_back(console->Line(i));
-        std::vector<std::string> fresh(lines.begin() + std::min(seen, lines.size()), lines.end());
-        seen = lines.size();
-        return fresh;
-    }
-    void TearDown() override
-    {
-        delete engine;
-        g_engine = nullptr;
-        context.reset();
-        ClearMessageQueue();
-    }
-    // What GL holds for texture unit `unit`; the cache's unit is made active
-    // again afterwards. `env`: mode, combine RGB, sources 0 and 1 RGB,
-    // operand 1 alpha, combine alpha.
-    struct Unit
-    {
-        GLint binding, texture2D, genS, genT, genMode = 0;
-        std::vector<GLint> env;
-        GLfloat rgbScale = 0, alphaScale = 0;
-        std::vector<float> matrix = std::vector<float>(16);
+        p[0] = uint8_t(x * 30);
+        p[1] = uint8_t(y * 30);
+        p[2] = 90;
     };
-    Unit ReadUnit(uint32_t unit)
-    {
-        glActiveTextureARB(GL_TEXTURE0_ARB + unit);
-        Unit u{Integer(GL_TEXTURE_BINDING_2D), glIsEnabled(GL_TEXTURE_2D),
-               glIsEnabled(GL_TEXTURE_GEN_S), glIsEnabled(GL_TEXTURE_GEN_T)};
-        glGetTexGeniv(GL_T, GL_TEXTURE_GEN_MODE, &u.genMode);
-        for (GLenum name : {GL_TEXTURE_ENV_MODE, GL_COMBINE_RGB, GL_SOURCE0_RGB, GL_SOURCE1_RGB,
-                            GL_OPERAND1_ALPHA, GL_COMBINE_ALPHA})
-        {
-            u.env.push_back(0);
-            glGetTexEnviv(GL_TEXTURE_ENV, name, &u.env.back());
-        }
-        glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &u.rgbScale);
-        glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &u.alphaScale);
-        glGetFloatv(GL_TEXTURE_MATRIX, u.matrix.data());
-        glActiveTextureARB(engine->activeTextureUnit);
-        return u;
-    }
+    WriteTarga(dir.path + "/tga/a.tga", 8, 8, 24, pattern);
+    WriteTarga(dir.path + "/tga/b.tga", 8, 8, 32, pattern);
+    InitGL();
+    g_engine = engine = new Engine;
+    ASSERT_TRUE(engine->Init());
+}
 
-    TempDir dir;
-    std::unique_ptr<GlContext> context;
-    Engine* engine = nullptr;
-    size_t seen = 0;
+// What GL holds for texture unit `unit`, read with the cache's unit made
+// active again afterwards. `env`: mode, combine RGB, sources 0 and 1 RGB,
+// operand 1 alpha, combine alpha.
+struct Unit
+{
+    GLint binding, texture2D, genS, genT, genMode = 0;
+    std::vector<GLint> env;
+    GLfloat rgbScale = 0, alphaScale = 0;
+    std::vector<float> matrix = std::vector<float>(16);
 };
+Unit ReadUnit(uint32_t unit)
+{
+    glActiveTextureARB(GL_TEXTURE0_ARB + unit);
+    Unit u{Integer(GL_TEXTURE_BINDING_2D), glIsEnabled(GL_TEXTURE_2D),
+           glIsEnabled(GL_TEXTURE_GEN_S), glIsEnabled(GL_TEXTURE_GEN_T)};
+    glGetTexGeniv(GL_T, GL_TEXTURE_GEN_MODE, &u.genMode);
+    for (GLenum name : {GL_TEXTURE_ENV_MODE, GL_COMBINE_RGB, GL_SOURCE0_RGB, GL_SOURCE1_RGB,
+                        GL_OPERAND1_ALPHA, GL_COMBINE_ALPHA})
+    {
+        u.env.push_back(0);
+        glGetTexEnviv(GL_TEXTURE_ENV, name, &u.env.back());
+    }
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &u.rgbScale);
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &u.alphaScale);
+    glGetFloatv(GL_TEXTURE_MATRIX, u.matrix.data());
+    glActiveTextureARB(g_engine->activeTextureUnit);
+    return u;
+}
 
-TEST_F(MaterialsGl, ApplyUnapplyAndTicksReachTheGlState)
+TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
 {
     Start();
     Shader* less = engine->AddShader("Less");
@@ -471,7 +459,7 @@ TEST_F(MaterialsGl, ApplyUnapplyAndTicksReachTheGlState)
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 }
 
-TEST_F(MaterialsGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
+TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
 {
     Start();
     EXPECT_EQ(engine->ListTextures() + engine->ReloadTextures() + engine->ListVertexPrograms(), 0);
@@ -561,7 +549,7 @@ TEST_F(MaterialsGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     EXPECT_EQ(engine->currentShader, nullptr);
 }
 
-TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
+TEST_F(ResourcesGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
 {
     Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n");
     ASSERT_TRUE(engine->hasVertexProgram);
@@ -652,7 +640,7 @@ TEST_F(MaterialsGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 }
 
-TEST_F(MaterialsGl, PrintDrawsEachCharacterFromItsCell)
+TEST_F(ResourcesGl, PrintDrawsEachCharacterFromItsCell)
 {
     // Each cell of the glyph texture is one colour that names it: red is
     // the column, green the row, counted from the top left.
@@ -706,8 +694,8 @@ TEST_F(MaterialsGl, PrintDrawsEachCharacterFromItsCell)
 // filtering alone; above 1, the texture the stage holds when it is applied
 // gets the degree, clamped to the driver's, once: a degree changed behind
 // its back stays until another texture is put into the stage (as the demo
-// puts its art map there) or the definition is read again.
-TEST_F(MaterialsGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
+// puts its art map, a volume, there) or the definition is read again.
+TEST_F(ResourcesGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
 {
     Start(std::string(kDefinitions) + "[Sharp]\n[Sharp - TU0]\nmap=tga\\b.tga\nanisotropy=4\n"
                                       "[Sharpest]\n[Sharpest - TU0]\nanisotropy=1000\n");
@@ -718,65 +706,44 @@ TEST_F(MaterialsGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
     glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
     EXPECT_EQ(engine->maxAnisotropy, driverMax);
     ASSERT_GE(driverMax, 4.0f);
-    // The degree of `texture`, after setting it to `set` where that is given.
-    auto degree = [](GLenum target, Texture* texture, GLfloat set = 0)
-    {
-        glBindTexture(target, texture->id);
-        if (set)
-            glTexParameterf(target, GL_TEXTURE_MAX_ANISOTROPY_EXT, set);
-        GLfloat v = 0;
-        glGetTexParameterfv(target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &v);
-        return v;
-    };
-    auto apply = [&](Shader* s)
+    // Applies `shader` afresh; then the degrees of `textures`, each set to
+    // `set` afterwards where that is given.
+    auto apply = [&](Shader* shader, std::vector<Texture*> textures, GLfloat set = 0)
     {
         engine->SetShader(nullptr);
-        engine->SetShader(s);
+        engine->SetShader(shader);
+        std::vector<GLfloat> degrees;
+        for (Texture* t : textures)
+        {
+            glBindTexture(t->target, t->id);
+            degrees.push_back(0);
+            glGetTexParameterfv(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &degrees.back());
+            if (set)
+                glTexParameterf(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, set);
+        }
+        return degrees;
     };
+    using Degrees = std::vector<GLfloat>;
     Shader* twin = engine->AddShader("Twin");
-    Texture* a = twin->stages[0].texture;
-    ASSERT_NE(a, nullptr);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 1.0f);
-    degree(GL_TEXTURE_2D, a, 3.0f);
-    apply(twin);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 3.0f);
-
     Shader* sharp = engine->AddShader("Sharp");
-    Texture* b = sharp->stages[0].texture;
-    ASSERT_NE(b, nullptr);
-    apply(sharp);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 4.0f);
-    degree(GL_TEXTURE_2D, b, 2.0f);
-    apply(sharp);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 2.0f) << "set once, not at every Apply";
-
-    // A volume in its place, as the demo's art map: its own target.
-    VolumeTexture volume;
-    glGenTextures(1, &volume.id);
-    glBindTexture(GL_TEXTURE_3D, volume.id);
-    const GLubyte voxels[8] = {0, 255, 0, 255, 255, 0, 255, 0};
-    glTexImage3D(GL_TEXTURE_3D, 0, GL_LUMINANCE, 2, 2, 2, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE,
-                 voxels);
-    sharp->stages[0].texture = &volume;
-    apply(sharp);
-    EXPECT_EQ(degree(GL_TEXTURE_3D, &volume), 4.0f);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 2.0f);
-    // Read again, the definition gives its degree anew.
-    engine->ReloadShaders();
-    apply(sharp);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, b), 4.0f);
-
-    // Clamped to the driver's; nothing at all where the driver has none.
     Shader* sharpest = engine->AddShader("Sharpest");
-    ASSERT_NE(sharpest->stages[0].texture, nullptr);
-    apply(sharpest);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, sharpest->stages[0].texture), driverMax);
+    Texture *a = twin->stages[0].texture, *b = sharp->stages[0].texture;
+    ASSERT_TRUE(a && b && sharpest->stages[0].texture);
+    EXPECT_EQ(apply(twin, {a}, 3.0f), Degrees{1.0f});
+    EXPECT_EQ(apply(twin, {a}), Degrees{3.0f});
+    EXPECT_EQ(apply(sharp, {b}, 2.0f), Degrees{4.0f});
+    EXPECT_EQ(apply(sharp, {b}), Degrees{2.0f});
+    TonalArtMap volume;
+    volume.Build(16, 4, 1, 1);
+    sharp->stages[0].texture = &volume;
+    EXPECT_EQ(apply(sharp, {&volume, b}), (Degrees{4.0f, 2.0f}));
+    engine->ReloadShaders();
+    EXPECT_EQ(apply(sharp, {b}), Degrees{4.0f});
+    // Clamped to the driver's; nothing at all where the driver has none.
+    EXPECT_EQ(apply(sharpest, {sharpest->stages[0].texture}), Degrees{driverMax});
     engine->hasAnisotropicFilter = false;
     sharpest->stages[0].texture = a;
-    apply(sharpest);
-    EXPECT_EQ(degree(GL_TEXTURE_2D, a), 3.0f);
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-    glDeleteTextures(1, &volume.id);
+    EXPECT_EQ(apply(sharpest, {a}), Degrees{3.0f});
 }
 
 } // namespace
