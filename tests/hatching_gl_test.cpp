@@ -133,7 +133,10 @@ TEST_F(HatchingGl, ProceduralLevelsGoUpAsDrawn)
         x->FreePixels();
 }
 
-TEST_F(HatchingGl, PreviewsShowTheTexture)
+// The art map's preview: paper and ink inside its quad, lighter to the
+// right. A volume in a stage switches its own target, GL_TEXTURE_3D, on and
+// off; a procedural preview takes the current shader off, unit 0 on.
+TEST_F(HatchingGl, PreviewsShowTheTextureAndTakeTheShaderOff)
 {
     TonalArtMap map;
     map.Build(64, 16, 3, 0);
@@ -143,11 +146,9 @@ TEST_F(HatchingGl, PreviewsShowTheTexture)
     map.DrawPreview(1.0f);
     engine->End2D();
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_3D) || glIsEnabled(GL_LIGHTING));
-    // Inside the quad: paper or ink, never the red background; outside: red.
     std::vector<uint8_t> inside = ScreenPixel(400 + 60, 300);
     EXPECT_EQ(inside[0], inside[1]);
     EXPECT_EQ(ScreenPixel(400 + 70, 300), (std::vector<uint8_t>{255, 0, 0, 255}));
-    // The light end (right) has more paper than the dark end (left).
     int lightLeft = 0, lightRight = 0;
     for (int y = 240; y < 360; ++y)
     {
@@ -156,26 +157,8 @@ TEST_F(HatchingGl, PreviewsShowTheTexture)
     }
     EXPECT_GT(lightRight, lightLeft);
 
-    ProceduralTexture t;
-    t.Create(32, 32, 24, 6, false);
-    t.Fill(0, 0, 255, 255);
-    t.Upload();
-    engine->Begin2D(800, 600);
-    t.DrawPreview(1.0f);
-    engine->End2D();
-    EXPECT_EQ(ScreenPixel(400, 300), (std::vector<uint8_t>{0, 0, 255, 255}));
-    t.FreePixels();
-    engine->SetTexture(nullptr); // before the texture goes
-}
-
-// A volume in a stage switches its own target, GL_TEXTURE_3D, on and off; a
-// preview takes the current shader off before it draws.
-TEST_F(HatchingGl, AVolumeInAStageAndThePreviewAfterIt)
-{
     Shader* two = engine->AddShader("Two");
-    TonalArtMap volume;
-    volume.Build(16, 4, 2, 0);
-    two->stages[1].texture = &volume;
+    two->stages[1].texture = &map;
     auto volumeOn = []
     {
         glActiveTextureARB(GL_TEXTURE1_ARB);
@@ -189,22 +172,25 @@ TEST_F(HatchingGl, AVolumeInAStageAndThePreviewAfterIt)
     EXPECT_FALSE(volumeOn());
     engine->SetShader(two);
     EXPECT_TRUE(volumeOn());
-    ProceduralTexture picture;
-    picture.Create(8, 8, 24, 1, false);
-    picture.Fill(10, 20, 30, 0);
-    picture.Upload();
-    picture.DrawPreview(1.0f);
+    ProceduralTexture t;
+    t.Create(32, 32, 24, 6, false);
+    t.Fill(0, 0, 255, 255);
+    t.Upload();
+    engine->Begin2D(800, 600);
+    t.DrawPreview(1.0f);
+    engine->End2D();
+    EXPECT_EQ(ScreenPixel(400, 300), (std::vector<uint8_t>{0, 0, 255, 255}));
     EXPECT_EQ(engine->currentShader, nullptr);
-    EXPECT_EQ(engine->currentTexture, &picture);
+    EXPECT_EQ(engine->currentTexture, &t);
     EXPECT_EQ(engine->unitTextureEnabled[1], 0);
     EXPECT_FALSE(volumeOn());
     GLint active = 0, bound = 0;
     glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
     EXPECT_EQ(active, GL_TEXTURE0);
-    EXPECT_EQ(GLuint(bound), picture.id);
-    picture.FreePixels();
-    engine->SetTexture(nullptr);
+    EXPECT_EQ(GLuint(bound), t.id);
+    t.FreePixels();
+    engine->SetTexture(nullptr); // before the texture goes
     two->stages[1].texture = nullptr;
 }
 
