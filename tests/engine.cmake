@@ -1,4 +1,2 @@
 # The engine core on a real GL context.
-tessimo_test(engine_test LABEL gl
-  SOURCES engine_test.cpp
-  LIBS tessimo_demo)
+tessimo_test(engine_gl_test LABEL gl SOURCES engine_gl_test.cpp LIBS tessimo_demo)

@@ -1,6 +1,6 @@
 // Files for the material suites: the engine's token table from the source
-// tree, definition files written by a test, and Targa images drawn from a
-// function, all under a given start directory ("<dir>/ini", "<dir>/tga").
+// tree, definition files and Targa images drawn from a function, all under a
+// given start directory ("<dir>/ini", "<dir>/tga").
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <functional>
 #include <string>
 
-#include "files.h"
+#include "image_files.h"
 
 namespace testsupport
 {
@@ -35,25 +35,17 @@ using PixelFunction = std::function<void(uint32_t x, uint32_t y, uint8_t rgba[4]
 inline void WriteTarga(const std::string& path, uint32_t width, uint32_t height, uint32_t bits,
                        const PixelFunction& pixel)
 {
-    std::string data(18, '\0');
-    data[2] = 2;
-    data[12] = char(width & 0xFF);
-    data[13] = char(width >> 8);
-    data[14] = char(height & 0xFF);
-    data[15] = char(height >> 8);
-    data[16] = char(bits);
+    Bytes pixels;
     for (uint32_t row = 0; row < height; ++row)
         for (uint32_t x = 0; x < width; ++x)
         {
             uint8_t p[4] = {0, 0, 0, 255};
             pixel(x, height - 1 - row, p);
-            data += char(p[2]);
-            data += char(p[1]);
-            data += char(p[0]);
-            if (bits == 32)
-                data += char(p[3]);
+            pixels.insert(pixels.end(), {p[2], p[1], p[0], p[3]});
+            pixels.resize(pixels.size() - (bits == 32 ? 0 : 1));
         }
-    WriteFile(path, data);
+    Bytes file = MakeTarga(width, height, uint8_t(bits), pixels);
+    WriteFile(path, std::string(file.begin(), file.end()));
 }
 
 // A start directory for the engine: the real token table, and the

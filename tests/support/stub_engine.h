@@ -47,8 +47,6 @@ public:
                         GLenum minFilter) override
     {
         textureRequests.push_back({name, wrapS, wrapT, magFilter, minFilter});
-        if (!loadTextures)
-            return nullptr;
         std::unique_ptr<Texture>& t = stubTextures[name];
         if (!t)
             t.reset(new Texture);
@@ -63,7 +61,6 @@ public:
         return p.get();
     }
 
-    bool loadTextures = true;
     std::vector<TextureRequest> textureRequests;
     std::vector<std::string> programRequests;
     std::map<std::string, std::unique_ptr<Texture>> stubTextures;

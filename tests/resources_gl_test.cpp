@@ -1,0 +1,750 @@
+// Resources on a real GL context (SDL's offscreen driver on Mesa): texture
+// loads read back from GL with their log lines and boxes; shaders applied,
+// taken off and animated; the registries with reloads, sharing and deletion
+// of what is in use; vertex programs with their console lines; text drawn
+// by the font and read back from the frame.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <iterator>
+
+#include "app/gl_entry_points.h"
+#include "app/gl_setup.h"
+#include "archive/rar_writer.h"
+#include "console/console.h"
+#include "engine/engine.h"
+#include "hatching/tonal_art_map.h"
+#include "platform/messages.h"
+#include "resources/registries.h"
+#include "resources/screen_font.h"
+#include "resources/shader.h"
+#include "resources/texture.h"
+#include "resources/vertex_program.h"
+#include "support/gl_context.h"
+#include "support/image_files.h"
+#include "support/material_files.h"
+#include "support/report_capture.h"
+
+namespace
+{
+
+using namespace testsupport;
+
+GLint Integer(GLenum name)
+{
+    GLint v = 0;
+    glGetIntegerv(name, &v);
+    return v;
+}
+GLint Level(GLenum pname, GLint level = 0)
+{
+    GLint v = 0;
+    glGetTexLevelParameteriv(GL_TEXTURE_2D, level, pname, &v);
+    return v;
+}
+GLint Parameter(GLenum pname)
+{
+    GLint v = 0;
+    glGetTexParameteriv(GL_TEXTURE_2D, pname, &v);
+    return v;
+}
+// The bound texture's internal format, level count, filters and wraps.
+std::vector<GLint> TextureState()
+{
+    GLint levels = 0;
+    while (levels < 20 && Level(GL_TEXTURE_WIDTH, levels) > 0)
+        ++levels;
+    return {Level(GL_TEXTURE_INTERNAL_FORMAT), levels,
+            Parameter(GL_TEXTURE_MAG_FILTER),  Parameter(GL_TEXTURE_MIN_FILTER),
+            Parameter(GL_TEXTURE_WRAP_S),      Parameter(GL_TEXTURE_WRAP_T)};
+}
+// Level 0 of the bound texture, tight rows, the first row uploaded first.
+Bytes Pixels(GLenum format)
+{
+    Bytes out(size_t(Level(GL_TEXTURE_WIDTH)) * Level(GL_TEXTURE_HEIGHT) *
+              (format == GL_RGBA ? 4 : 3));
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glGetTexImage(GL_TEXTURE_2D, 0, format, GL_UNSIGNED_BYTE, out.data());
+    return out;
+}
+// Blue-green-red(-alpha) as red-green-blue(-alpha).
+Bytes Swapped(Bytes pixels, size_t bytesPerPixel)
+{
+    for (size_t i = 0; i + 2 < pixels.size(); i += bytesPerPixel)
+        std::swap(pixels[i], pixels[i + 2]);
+    return pixels;
+}
+Bytes Ramp(size_t n)
+{
+    Bytes b(n);
+    for (size_t i = 0; i < n; ++i)
+        b[i] = uint8_t(i * 13 + i / 7);
+    return b;
+}
+
+// A fresh context and folder (where the log goes) for each test; Start
+// writes the definitions and two Targas and starts an engine.
+class ResourcesGl : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(context.created && !dir.path.empty());
+        logStart = ReadText("tessimo2.log").size(); // the window's lines
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+        delete engine;
+        g_engine = nullptr;
+        ClearMessageQueue();
+    }
+    std::string Log() { return ReadText("tessimo2.log").substr(logStart); }
+    void Start(const std::string& definitions);
+    // The console lines printed since the last call.
+    std::vector<std::string> NewLines()
+    {
+        auto* console = static_cast<Console*>(engine->console);
+        std::vector<std::string> lines;
+        for (uint32_t i = seen; i < console->HeldLines(); ++i)
+            lines.push_back(console->Line(i));
+        seen = console->HeldLines();
+        return lines;
+    }
+
+    TempDir dir;
+    GlContext context{256, 256};
+    ReportCapture boxes;
+    Engine* engine = nullptr;
+    uint32_t seen = 0;
+    size_t logStart = 0;
+};
+
+// Each load path: the caller's or the constructor's filters and wraps, the
+// internal format, a full chain, and the pixels in file order whatever the
+// origin bits say; rows of 6 bytes end off the 4-byte alignment, which is
+// given back afterwards; a width past 255 and sizes GLU rescales.
+TEST_F(ResourcesGl, TargasUploadInFileOrderWithTheirParameters)
+{
+    Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), wide(300 * 20 * 3, 40);
+    WriteBytes("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
+    WriteBytes("b.tga", MakeTarga(16, 4, 32, bgra));
+    WriteBytes("c.tga", MakeTarga(300, 20, 24, wide));
+    // An identification field isn't skipped: its bytes become the first pixel.
+    WriteBytes("d.tga", MakeTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2));
+    Texture a, b, c, d;
+    a.magFilter = GL_NEAREST;
+    a.minFilter = GL_NEAREST_MIPMAP_LINEAR;
+    a.wrapS = GL_CLAMP_TO_EDGE;
+    a.wrapT = GL_MIRRORED_REPEAT;
+    snprintf(b.name, sizeof b.name, "hatch");
+    ASSERT_TRUE(a.LoadTarga("a.tga", "", nullptr));
+    ASSERT_TRUE(b.LoadTarga("b.tga", "", ""));
+    ASSERT_TRUE(c.LoadTarga("c.tga", "", nullptr));
+    ASSERT_TRUE(d.LoadTarga("d.tga", "", nullptr));
+    EXPECT_EQ((std::vector<uint32_t>{a.width, a.height, b.width, b.height, c.width, c.height}),
+              (std::vector<uint32_t>{2, 8, 16, 4, 300, 20}));
+    EXPECT_FALSE(a.hasAlpha);
+    EXPECT_TRUE(b.hasAlpha);
+    EXPECT_STREQ(a.name, "a.tga");
+    EXPECT_STREQ(b.name, "hatch");
+    EXPECT_STREQ(b.path, "b.tga");
+    a.Bind();
+    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGB, 4, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR,
+                                                  GL_CLAMP_TO_EDGE, GL_MIRRORED_REPEAT}));
+    EXPECT_EQ(Pixels(GL_RGB), Swapped(bgr, 3));
+    EXPECT_EQ(Integer(GL_UNPACK_ALIGNMENT), 4);
+    b.Bind();
+    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGBA8, 5, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
+                                                  GL_REPEAT, GL_REPEAT}));
+    EXPECT_EQ(Pixels(GL_RGBA), Swapped(bgra, 4));
+    c.Bind();
+    EXPECT_EQ((std::vector<GLint>{Level(GL_TEXTURE_WIDTH), Level(GL_TEXTURE_HEIGHT)}),
+              (std::vector<GLint>{256, 16}));
+    EXPECT_EQ(Pixels(GL_RGB), Bytes(256 * 16 * 3, 40));
+    d.Bind();
+    EXPECT_EQ(Pixels(GL_RGB), (Bytes{1, 0xBB, 0xAA, 4, 3, 2}));
+    EXPECT_EQ(Log(), "");
+}
+
+TEST_F(ResourcesGl, RefusedTargasWriteOneLogLineEach)
+{
+    Bytes pixels = Ramp(4 * 4 * 4);
+    const std::pair<const char*, Bytes> files[] = {
+        {"rle.tga", MakeTarga(4, 4, 24, pixels, 10)},
+        {"mapped.tga", MakeTarga(4, 4, 24, pixels, 1)},
+        {"16.tga", MakeTarga(4, 4, 16, pixels)},
+        {"zero.tga", MakeTarga(4, 0, 24, pixels)},
+        {"short.tga", MakeTarga(4, 4, 32, Bytes(pixels.begin(), pixels.end() - 1))},
+        {"empty.tga", {}},
+        {"header.tga", Bytes(17, 2)},
+        {"huge.tga", MakeTarga(65535, 65535, 32, pixels)}, // 16 GiB claimed
+    };
+    std::string expected;
+    for (const auto& [file, bytes] : files)
+        WriteBytes(file, bytes);
+    for (const auto& [file, bytes] : files)
+    {
+        Texture t;
+        EXPECT_FALSE(t.LoadTarga(file, "", nullptr)) << file;
+        EXPECT_TRUE(t.id == 0 && t.name[0] == 0) << file;
+        expected += std::string("## cannot open file <") + file + "> ##\n";
+    }
+    Texture missing;
+    EXPECT_FALSE(missing.LoadTarga("missing.tga", "", nullptr));
+    EXPECT_EQ(Log(), expected + "## cannot open file <missing.tga> ##\n");
+    EXPECT_TRUE(boxes.boxes.empty());
+}
+
+// Reload: nothing before a load; the same image, name and parameters after
+// one, from the disk or an enciphered archive; the log line once the file
+// has gone. A bitmap has no path to reload from.
+TEST_F(ResourcesGl, ReloadReadsThePathAgain)
+{
+    Texture never;
+    EXPECT_FALSE(never.Reload("", nullptr));
+    Bytes bgra = Ramp(8 * 8 * 4);
+    WriteBytes("r.tga", MakeTarga(8, 8, 32, bgra));
+    Bytes tga = MakeTarga(8, 8, 32, bgra);
+    RarWriterEntry entry{"tga\\wood.tga", tga.data(), uint32_t(tga.size())};
+    RarWriterOptions options;
+    options.password = "pen and ink";
+    std::vector<uint8_t> archive;
+    std::string error;
+    ASSERT_TRUE(RarWriteArchive(&entry, 1, options, &archive, &error)) << error;
+    WriteBytes("data.rar", archive);
+
+    Texture t, packed, wrong;
+    t.minFilter = GL_NEAREST;
+    ASSERT_TRUE(t.LoadTarga("r.tga", "", nullptr));
+    ASSERT_TRUE(packed.LoadTarga("tga\\wood.tga", "data.rar", "pen and ink"));
+    EXPECT_FALSE(wrong.LoadTarga("tga\\wood.tga", "data.rar", "pen and paper"));
+    uint32_t first = t.id;
+    ASSERT_TRUE(t.Reload("", nullptr));
+    ASSERT_TRUE(packed.Reload("data.rar", "pen and ink"));
+    EXPECT_FALSE(glIsTexture(first) && first != t.id);
+    for (Texture* x : {&t, &packed})
+    {
+        x->Bind();
+        EXPECT_EQ(Pixels(GL_RGBA), Swapped(bgra, 4));
+    }
+    EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), GL_LINEAR_MIPMAP_NEAREST);
+    t.Bind();
+    EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), GL_NEAREST);
+    EXPECT_STREQ(packed.path, "tga\\wood.tga");
+
+    unlink("r.tga");
+    EXPECT_FALSE(t.Reload("", nullptr));
+    EXPECT_STREQ(t.name, "r.tga");
+    t.Bind(); // no image any more
+    EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 0);
+    WriteBytes("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
+    Texture bmp;
+    ASSERT_TRUE(bmp.LoadBmp("b.bmp"));
+    EXPECT_FALSE(bmp.Reload("", nullptr));
+    bmp.Bind();
+    EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 4);
+    EXPECT_EQ(Log(), "## cannot open file <tga\\wood.tga> ##\n## cannot open file <r.tga> ##\n");
+}
+
+// Bitmaps reach GL bottom row first, as GL_RGB8, or as GL_RGBA8 with the
+// alpha from the red channel of a second bitmap; failures show the
+// reader's boxes and change nothing.
+TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
+{
+    Picture colour = MakePicture(8, 4, 256), alpha = MakePicture(8, 4, 0);
+    BmpOptions indexed{8}, bare;
+    indexed.topDown = true;
+    bare.fileHeader = false;
+    bare.headerSize = 12;
+    WriteBytes("colour.bmp", WriteBmp(colour, indexed));
+    WriteBytes("alpha.bmp", WriteBmp(alpha, bare));
+    Texture t, a;
+    ASSERT_TRUE(t.LoadBmp("colour.bmp"));
+    EXPECT_EQ((std::vector<uint32_t>{t.width, t.height, t.hasAlpha}),
+              (std::vector<uint32_t>{8, 4, 0}));
+    EXPECT_STREQ(t.name, "colour.bmp");
+    EXPECT_STREQ(t.path, "");
+    t.Bind();
+    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGB8, 4, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
+                                                  GL_REPEAT, GL_REPEAT}));
+    EXPECT_EQ(Pixels(GL_RGB), colour.rgb);
+    ASSERT_TRUE(a.LoadBmpWithAlpha("colour.bmp", "alpha.bmp"));
+    EXPECT_TRUE(a.hasAlpha);
+    EXPECT_STREQ(a.name, "colour.bmp");
+    a.Bind();
+    EXPECT_EQ(Level(GL_TEXTURE_INTERNAL_FORMAT), GL_RGBA8);
+    Bytes rgba = Pixels(GL_RGBA), expected;
+    for (size_t i = 0; i < 8 * 4; ++i)
+        expected.insert(expected.end(), {colour.rgb[3 * i], colour.rgb[3 * i + 1],
+                                         colour.rgb[3 * i + 2], alpha.rgb[3 * i]});
+    EXPECT_EQ(rgba, expected);
+    EXPECT_TRUE(boxes.boxes.empty());
+
+    WriteBytes("text.bmp", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'});
+    Bytes cut = WriteBmp(MakePicture(8, 4, 0), BmpOptions{});
+    cut.resize(cut.size() - 20);
+    WriteBytes("cut.bmp", cut);
+    WriteBytes("small.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
+    Texture f;
+    EXPECT_FALSE(f.LoadBmp("nothere.bmp"));
+    EXPECT_FALSE(f.LoadBmp("text.bmp"));
+    EXPECT_FALSE(f.LoadBmp("cut.bmp"));
+    EXPECT_FALSE(f.LoadBmpWithAlpha("colour.bmp", "small.bmp"));
+    EXPECT_FALSE(f.LoadBmpWithAlpha("colour.bmp", "nothere.bmp"));
+    EXPECT_FALSE(f.LoadBmpWithAlpha("nothere.bmp", "small.bmp"));
+    EXPECT_TRUE(f.id == 0 && f.name[0] == 0 && f.width == 0 && !f.hasAlpha);
+    const char* missing = "Failed to open DIB file nothere.bmp.\n";
+    std::vector<std::string> texts = {missing,
+                                      "Unknown DIB file format.",
+                                      "Image file conversion error.",
+                                      "Image file conversion error.",
+                                      missing,
+                                      missing};
+    ASSERT_EQ(boxes.boxes.size(), texts.size());
+    for (size_t i = 0; i < texts.size(); ++i)
+        EXPECT_EQ(boxes.boxes[i].caption + ": " + boxes.boxes[i].text, "Error: " + texts[i]);
+    EXPECT_EQ(Log(), "");
+}
+
+const char* const kDefinitions = R"([Font]
+nbstages=0
+[Less]
+culling=false
+ccw=false
+nbstages=0
+[NoDepth]
+depthtest=false
+culling=false
+nbstages=0
+[Glass]
+ccw=false
+depthfunc=GL_GREATER
+depthmask=false
+blending=true
+blendsrc=GL_SRC_ALPHA
+blenddst=GL_ONE_MINUS_SRC_ALPHA
+nbstages=2
+[Glass - TU0]
+map=tga\a.tga
+min_filter=GL_NEAREST
+scroll=( 0.25, 0.5 )
+combine_rgb=GL_ADD
+source_rgb1=GL_PRIMARY_COLOR
+rgb_scale=2.0
+alpha_scale=4.0
+[Glass - TU1]
+map=tga\b.tga
+rotation=10
+scale=( 2.0, 3.0 )
+tcgen=GL_SPHERE_MAP
+[Twin]
+nbstages=1
+[Twin - TU0]
+map=tga\a.tga
+min_filter=GL_LINEAR
+)";
+
+void ResourcesGl::Start(const std::string& definitions = kDefinitions)
+{
+    WriteMaterialFiles(dir.path, definitions);
+    auto pattern = [](uint32_t x, uint32_t y, uint8_t p[4])
+    {
+        p[0] = uint8_t(x * 30);
+        p[1] = uint8_t(y * 30);
+        p[2] = 90;
+    };
+    WriteTarga(dir.path + "/tga/a.tga", 8, 8, 24, pattern);
+    WriteTarga(dir.path + "/tga/b.tga", 8, 8, 32, pattern);
+    InitGL();
+    g_engine = engine = new Engine;
+    ASSERT_TRUE(engine->Init());
+}
+
+// What GL holds for texture unit `unit`, read with the cache's unit made
+// active again afterwards. `env`: mode, combine RGB, sources 0 and 1 RGB,
+// operand 1 alpha, combine alpha.
+struct Unit
+{
+    GLint binding, texture2D, genS, genT, genMode = 0;
+    std::vector<GLint> env;
+    GLfloat rgbScale = 0, alphaScale = 0;
+    std::vector<float> matrix = std::vector<float>(16);
+};
+Unit ReadUnit(uint32_t unit)
+{
+    glActiveTextureARB(GL_TEXTURE0_ARB + unit);
+    Unit u{Integer(GL_TEXTURE_BINDING_2D), glIsEnabled(GL_TEXTURE_2D),
+           glIsEnabled(GL_TEXTURE_GEN_S), glIsEnabled(GL_TEXTURE_GEN_T)};
+    glGetTexGeniv(GL_T, GL_TEXTURE_GEN_MODE, &u.genMode);
+    for (GLenum name : {GL_TEXTURE_ENV_MODE, GL_COMBINE_RGB, GL_SOURCE0_RGB, GL_SOURCE1_RGB,
+                        GL_OPERAND1_ALPHA, GL_COMBINE_ALPHA})
+    {
+        u.env.push_back(0);
+        glGetTexEnviv(GL_TEXTURE_ENV, name, &u.env.back());
+    }
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_RGB_SCALE, &u.rgbScale);
+    glGetTexEnvfv(GL_TEXTURE_ENV, GL_ALPHA_SCALE, &u.alphaScale);
+    glGetFloatv(GL_TEXTURE_MATRIX, u.matrix.data());
+    glActiveTextureARB(g_engine->renderState.activeTextureUnit);
+    return u;
+}
+
+TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
+{
+    Start();
+    Shader* less = engine->AddShader("Less");
+    Shader* glass = engine->AddShader("Glass");
+    ASSERT_TRUE(glass->stages[0].texture && glass->stages[1].texture);
+
+    // The cache starts at GL_LESS while GL has GL_LEQUAL, and with unit 0
+    // on: a first shader asking for GL_LESS sends nothing, and a shader
+    // without stages touches no unit. Without culling ccw is ignored.
+    engine->SetShader(less);
+    EXPECT_EQ(Integer(GL_DEPTH_FUNC), GL_LEQUAL);
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_EQ(Integer(GL_FRONT_FACE), GL_CCW);
+    EXPECT_FALSE(glIsEnabled(GL_CULL_FACE));
+
+    engine->SetShader(glass);
+    EXPECT_TRUE(glIsEnabled(GL_CULL_FACE) && glIsEnabled(GL_BLEND));
+    EXPECT_EQ((std::vector<GLint>{Integer(GL_FRONT_FACE), Integer(GL_DEPTH_FUNC),
+                                  Integer(GL_DEPTH_WRITEMASK), Integer(GL_BLEND_SRC),
+                                  Integer(GL_BLEND_DST), Integer(GL_ACTIVE_TEXTURE),
+                                  Integer(GL_MATRIX_MODE)}),
+              (std::vector<GLint>{GL_CW, GL_GREATER, GL_FALSE, GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA,
+                                  GL_TEXTURE1, GL_MODELVIEW}));
+    Unit u0 = ReadUnit(0), u1 = ReadUnit(1);
+    EXPECT_EQ(GLuint(u0.binding), glass->stages[0].texture->id);
+    EXPECT_EQ(GLuint(u1.binding), glass->stages[1].texture->id);
+    EXPECT_TRUE(u0.texture2D && u1.texture2D);
+    EXPECT_EQ(u0.env, (std::vector<GLint>{GL_COMBINE, GL_ADD, GL_TEXTURE, GL_PRIMARY_COLOR,
+                                          GL_SRC_ALPHA, GL_MODULATE}));
+    EXPECT_EQ(u1.env, (std::vector<GLint>{GL_COMBINE, GL_MODULATE, GL_TEXTURE, GL_PREVIOUS,
+                                          GL_SRC_ALPHA, GL_MODULATE}));
+    EXPECT_EQ((std::vector<float>{u0.rgbScale, u0.alphaScale, u0.matrix[12]}),
+              (std::vector<float>{2, 4, 0}));
+    EXPECT_FALSE(u0.genS);
+    EXPECT_TRUE(u1.genS && u1.genT);
+    EXPECT_EQ(u1.genMode, GL_SPHERE_MAP);
+    EXPECT_FLOAT_EQ(u1.matrix[0], 2.0f);
+    EXPECT_FLOAT_EQ(u1.matrix[5], 3.0f);
+
+    // Unapply switches the texture targets off and nothing else.
+    engine->SetShader(nullptr);
+    EXPECT_TRUE(glIsEnabled(GL_BLEND) && glIsEnabled(GL_CULL_FACE));
+    EXPECT_FALSE(ReadUnit(0).texture2D || ReadUnit(1).texture2D);
+    EXPECT_TRUE(ReadUnit(1).genS);
+    EXPECT_EQ(engine->renderState.unitTextureEnabled[0] + engine->renderState.unitTextureEnabled[1],
+              0);
+
+    // Three ticks, then a new Apply: scroll and rotation have moved three
+    // steps each, only on their own stages.
+    for (int i = 0; i < 3; ++i)
+        engine->UpdateShaders();
+    engine->SetShader(glass);
+    u0 = ReadUnit(0);
+    u1 = ReadUnit(1);
+    EXPECT_EQ((std::vector<float>{u0.matrix[12], u0.matrix[13], u0.matrix[0], u1.matrix[12]}),
+              (std::vector<float>{0.75f, 1.5f, 1, 0}));
+    const float c = std::cos(float(M_PI) / 6), s = std::sin(float(M_PI) / 6);
+    const float rotated[4] = {2 * c, 2 * s, -3 * s, 3 * c};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_NEAR(u1.matrix[i / 2 * 4 + i % 2], rotated[i], 1e-5) << i;
+
+    // Without the depth test the shader's mask is ignored: writes stay off
+    // as Glass left them.
+    engine->SetShader(engine->AddShader("NoDepth"));
+    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST));
+    EXPECT_EQ(Integer(GL_DEPTH_WRITEMASK), GL_FALSE);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+}
+
+TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
+{
+    Start();
+    EXPECT_EQ(engine->ListTextures() + engine->ReloadTextures() + engine->ListVertexPrograms(), 0);
+    EXPECT_EQ(engine->FindTexture("tga\\a.tga"), nullptr);
+
+    // Two shaders naming one map share one texture, with the filters of the
+    // first registration.
+    Shader* glass = engine->AddShader("Glass");
+    Shader* twin = engine->AddShader("Twin");
+    EXPECT_EQ(engine->AddShader("Twin"), twin);
+    Texture* a = glass->stages[0].texture;
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(twin->stages[0].texture, a);
+    a->Bind();
+    EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), GL_NEAREST);
+    EXPECT_EQ(engine->AddTexture("tga\\a.tga", GL_CLAMP, GL_CLAMP, GL_LINEAR, GL_LINEAR), a);
+
+    // A file that isn't there gives null and nothing listed; once it is
+    // there, the next call loads it; removed, the texture lives on for its
+    // holder, and a new Add reads the file again.
+    auto late = [&]
+    { return engine->AddTexture("tga\\late.tga", GL_REPEAT, GL_REPEAT, GL_LINEAR, GL_LINEAR); };
+    EXPECT_EQ(late(), nullptr);
+    EXPECT_EQ(engine->ListTextures(), 2);
+    WriteTarga(dir.path + "/tga/late.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
+    Texture* first = late();
+    ASSERT_NE(first, nullptr);
+    NewLines();
+    EXPECT_EQ(engine->ListTextures(), 3);
+    EXPECT_EQ(NewLines(), (std::vector<std::string>{"tga\\a.tga", "tga\\b.tga", "tga\\late.tga"}));
+    engine->RemoveTextureByName("tga\\late.tga");
+    Texture* again = late();
+    EXPECT_TRUE(again != first && again->id != first->id);
+    delete first;
+
+    // A reload reads the edited definition and starts the animation again;
+    // the current shader isn't applied anew by setting it once more.
+    engine->SetShader(glass);
+    engine->UpdateShaders();
+    EXPECT_EQ(glass->stages[0].scrollOffset.x, 0.25f);
+    std::string edited = kDefinitions;
+    edited.replace(edited.find("blending=true"), 13, "blending=false");
+    WriteFile(dir.path + "/ini/Shaders.ini", edited);
+    EXPECT_EQ(engine->ReloadShaders(), 3); // Font, Glass, Twin
+    EXPECT_FALSE(glass->blending);
+    EXPECT_EQ(glass->stages[0].scrollOffset.x, 0.0f);
+    engine->SetShader(glass);
+    EXPECT_TRUE(glIsEnabled(GL_BLEND));
+
+    // An unknown name still gives a shader; its default map isn't there, so
+    // its stage draws untextured.
+    Shader* unknown = engine->AddShader("Nowhere");
+    ASSERT_NE(unknown, nullptr);
+    EXPECT_EQ(unknown->stages[0].texture, nullptr);
+    engine->SetShader(unknown);
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D));
+
+    // Deleting what is in use: the stages, the current pointers and the
+    // font let go, and the listeners hear of it.
+    std::vector<std::pair<ResourceKind, void*>> heard;
+    auto listener = [](ResourceEvent event, ResourceKind kind, void* object, void* user)
+    {
+        if (event == ResourceEvent::Released)
+            static_cast<decltype(heard)*>(user)->push_back({kind, object});
+    };
+    ASSERT_TRUE(AddResourceListener(listener, &heard));
+    engine->SetShader(glass);
+    engine->SetTexture(a);
+    engine->DeleteTextureByName("tga\\a.tga");
+    EXPECT_TRUE(!glass->stages[0].texture && !twin->stages[0].texture && !engine->currentTexture);
+    engine->DeleteShaderByName("Glass");
+    EXPECT_EQ(engine->currentShader, nullptr);
+    EXPECT_FALSE(ReadUnit(1).texture2D);
+    EXPECT_EQ(engine->FindShader("Glass"), nullptr);
+    Shader* font = engine->font->shader;
+    engine->DeleteShaderByName("Font");
+    EXPECT_EQ(engine->font->shader, nullptr);
+    engine->font->Print(0, 20, "x");
+    EXPECT_NE(engine->font->shader, nullptr);
+    EXPECT_EQ(engine->FindShader("Font"), engine->font->shader);
+    RemoveResourceListener(listener, &heard);
+    ASSERT_EQ(heard.size(), 3u);
+    EXPECT_EQ(heard[0], std::make_pair(ResourceKind::Texture, static_cast<void*>(a)));
+    EXPECT_EQ(heard[2], std::make_pair(ResourceKind::Shader, static_cast<void*>(font)));
+    EXPECT_EQ(engine->DeleteAllTextures(), 2);
+    EXPECT_EQ(engine->DeleteAllShaders(), 3); // Twin, Nowhere, the new Font
+    EXPECT_EQ(engine->currentShader, nullptr);
+}
+
+TEST_F(ResourcesGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
+{
+    Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n");
+    ASSERT_TRUE(engine->capabilities.hasVertexProgram);
+    const std::string good = "!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n";
+    WriteFile(dir.path + "/vp/ok.vp", good);
+    NewLines();
+    Shader* inked = engine->AddShader("Inked");
+    VertexProgram* program = engine->FindVertexProgram("vp\\ok.vp");
+    ASSERT_NE(program, nullptr);
+    EXPECT_EQ(inked->vertexProgram, program);
+    EXPECT_EQ(NewLines(), std::vector<std::string>{
+                              "> 'vp\\ok.vp' vertex program loaded and compiled successfully"});
+    engine->SetShader(inked);
+    EXPECT_TRUE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
+    EXPECT_EQ(engine->currentVertexProgram, program);
+    engine->SetShader(engine->AddShader("Less"));
+    EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB)) << "a shader without one takes it away";
+
+    // Rejections: the position, then the rest of its line (at most 255
+    // characters, up to the line feed) and the driver's message.
+    const std::string bad[] = {
+        "MOV\n!!ARBvp1.0\nEND\n",
+        "!!ARBvp1.0\nMOV result.position, vertex.position;\nBOGUS r0;\nEND\n",
+        "!!ARBvp1.0\nBOGUS" + std::string(300, 'x') + "\nEND\n",
+        "!!ARBvp1.0 " + std::string(1 << 20, 'y'),
+        "",
+    };
+    for (size_t i = 0; i < std::size(bad); ++i)
+    {
+        std::string name = "vp\\bad" + std::to_string(i) + ".vp";
+        WriteFile(dir.path + "/vp/bad" + std::to_string(i) + ".vp", bad[i]);
+        VertexProgram* p = engine->AddVertexProgram(name.c_str());
+        int position = Integer(GL_PROGRAM_ERROR_POSITION_ARB);
+        ASSERT_GE(position, 0);
+        std::string rest = bad[i].substr(std::min<size_t>(position, bad[i].size()));
+        rest = rest.substr(0, std::min<size_t>(rest.find('\n'), 255));
+        std::string message = (const char*)glGetString(GL_PROGRAM_ERROR_STRING_ARB);
+        EXPECT_EQ(NewLines(),
+                  (std::vector<std::string>{"> error when compilating vertex program '" + name +
+                                                "' at character " + std::to_string(position),
+                                            "  '" + rest + "' : " + message}));
+        EXPECT_EQ(engine->FindVertexProgram(name.c_str()), p) << "listed all the same";
+    }
+
+    // Reload keeps the GL name; a file that has gone leaves the program
+    // compiled last in it.
+    auto programText = [&]
+    {
+        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, program->id);
+        GLint length = 0;
+        glGetProgramivARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_LENGTH_ARB, &length);
+        std::string text(size_t(length), '\0');
+        glGetProgramStringARB(GL_VERTEX_PROGRAM_ARB, GL_PROGRAM_STRING_ARB, &text[0]);
+        return text;
+    };
+    uint32_t id = program->id;
+    const std::string better = "!!ARBvp1.0\nMOV result.position, vertex.normal;\nEND\n";
+    WriteFile(dir.path + "/vp/ok.vp", better);
+    EXPECT_TRUE(program->Reload());
+    EXPECT_EQ(program->id, id);
+    EXPECT_EQ(programText(), better);
+    std::filesystem::remove(dir.path + "/vp/ok.vp");
+    EXPECT_EQ(engine->ReloadVertexPrograms(), 6);
+    EXPECT_FALSE(program->Reload());
+    EXPECT_EQ(programText(), better);
+
+    // Deleting the program of a shader: the shader draws without one.
+    engine->SetShader(inked);
+    engine->DeleteVertexProgramByName("vp\\ok.vp");
+    EXPECT_TRUE(!inked->vertexProgram && !inked->hasVertexProgram);
+    EXPECT_EQ(engine->currentVertexProgram, nullptr);
+    EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
+
+    // A driver without the extension: the program is listed, silent, and
+    // never reaches GL.
+    while (glGetError() != GL_NO_ERROR) // the rejections above leave theirs
+    {
+    }
+    engine->capabilities.hasVertexProgram = false;
+    NewLines();
+    WriteFile(dir.path + "/vp/ok.vp", good);
+    VertexProgram* inert = engine->AddVertexProgram("vp\\ok.vp");
+    EXPECT_EQ(inert->id, 0u);
+    EXPECT_TRUE(NewLines().empty());
+    engine->SetVertexProgram(inert);
+    EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
+    engine->SetVertexProgram(nullptr);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+}
+
+TEST_F(ResourcesGl, PrintDrawsEachCharacterFromItsCell)
+{
+    // Each cell of the glyph texture is one colour that names it: red is
+    // the column, green the row, counted from the top left.
+    WriteTarga(dir.path + "/tga/cells.tga", 256, 256, 32,
+               [](uint32_t x, uint32_t y, uint8_t p[4])
+               {
+                   p[0] = uint8_t(x / 16 * 16 + 8);
+                   p[1] = uint8_t(y / 16 * 16 + 8);
+                   p[2] = 200;
+               });
+    Start("[Font]\nculling=false\ndepthtest=false\nnbstages=1\n[Font - TU0]\nmap=tga\\cells.tga\n"
+          "mag_filter=GL_NEAREST\nmin_filter=GL_NEAREST\nwrap_u=GL_CLAMP_TO_EDGE\n"
+          "wrap_v=GL_CLAMP_TO_EDGE\n");
+    ScreenFont* font = engine->font;
+    EXPECT_EQ(font->glyphSize, 12);
+    EXPECT_EQ(font->advance, 7);
+    engine->SetShader(nullptr);
+    font->Print(0, 0, nullptr);
+    EXPECT_EQ(engine->currentShader, nullptr) << "a null format binds nothing";
+    const char* empty = "";
+    font->Print(0, 0, empty);
+    ASSERT_NE(font->shader, nullptr);
+    EXPECT_EQ(engine->currentShader, font->shader);
+
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    engine->Begin2D(256, 256);
+    glColor4f(1, 1, 1, 1);
+    font->Print(20, 40, "0");
+    font->Print(20, 80, "A B");
+    engine->End2D();
+    // Pixel (x, y) of the 2D mode, y from the top, as column, row, blue.
+    auto cell = [](int x, int y)
+    {
+        GLubyte p[4] = {};
+        glReadPixels(x, 255 - y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, p);
+        return std::vector<int>{(p[0] - 8) / 16, (p[1] - 8) / 16, p[2]};
+    };
+    // "0", code 48: column 0 of row 1, on the quad from (20, 28) to (32, 40);
+    // nothing beside or above it. Each quad starts 7 pixels behind the one
+    // before and covers it: "A" (code 65: column 1, row 2), the blank over
+    // its right part, "B".
+    const int probes[][5] = {{21, 29, 0, 1, 200}, {31, 39, 0, 1, 200}, {33, 34, 0, 0, 0},
+                             {26, 27, 0, 0, 0},   {22, 74, 1, 2, 200}, {30, 74, 0, 0, 200},
+                             {44, 74, 2, 2, 200}};
+    for (const auto& p : probes)
+        EXPECT_EQ(cell(p[0], p[1]), (std::vector<int>{p[2], p[3], p[4]})) << p[0] << "," << p[1];
+}
+
+// The stage key "anisotropy", ours. Left out, a stage leaves its texture's
+// filtering alone; above 1, the texture the stage holds when it is applied
+// gets the degree, clamped to the driver's, once: a degree changed behind
+// its back stays until another texture is put into the stage (as the demo
+// puts its art map, a volume, there) or the definition is read again.
+TEST_F(ResourcesGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
+{
+    Start(std::string(kDefinitions) + "[Sharp]\n[Sharp - TU0]\nmap=tga\\b.tga\nanisotropy=4\n"
+                                      "[Sharpest]\n[Sharpest - TU0]\nanisotropy=1000\n");
+    WriteTarga(dir.path + "/tga/Default.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
+    if (!engine->capabilities.hasAnisotropicFilter)
+        GTEST_SKIP() << "the driver has no GL_EXT_texture_filter_anisotropic";
+    GLfloat driverMax = 0;
+    glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
+    EXPECT_EQ(engine->capabilities.maxAnisotropy, driverMax);
+    ASSERT_GE(driverMax, 4.0f);
+    // Applies `shader` afresh; then the degrees of `textures`, each set to
+    // `set` afterwards where that is given.
+    auto apply = [&](Shader* shader, std::vector<Texture*> textures, GLfloat set = 0)
+    {
+        engine->SetShader(nullptr);
+        engine->SetShader(shader);
+        std::vector<GLfloat> degrees;
+        for (Texture* t : textures)
+        {
+            glBindTexture(t->target, t->id);
+            degrees.push_back(0);
+            glGetTexParameterfv(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &degrees.back());
+            if (set)
+                glTexParameterf(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, set);
+        }
+        return degrees;
+    };
+    using Degrees = std::vector<GLfloat>;
+    Shader* twin = engine->AddShader("Twin");
+    Shader* sharp = engine->AddShader("Sharp");
+    Shader* sharpest = engine->AddShader("Sharpest");
+    Texture *a = twin->stages[0].texture, *b = sharp->stages[0].texture;
+    ASSERT_TRUE(a && b && sharpest->stages[0].texture);
+    EXPECT_EQ(apply(twin, {a}, 3.0f), Degrees{1.0f});
+    EXPECT_EQ(apply(twin, {a}), Degrees{3.0f});
+    EXPECT_EQ(apply(sharp, {b}, 2.0f), Degrees{4.0f});
+    EXPECT_EQ(apply(sharp, {b}), Degrees{2.0f});
+    TonalArtMap volume;
+    volume.Build(16, 4, 1, 1);
+    sharp->stages[0].texture = &volume;
+    EXPECT_EQ(apply(sharp, {&volume, b}), (Degrees{4.0f, 2.0f}));
+    engine->ReloadShaders();
+    EXPECT_EQ(apply(sharp, {b}), Degrees{4.0f});
+    // Clamped to the driver's; nothing at all where the driver has none.
+    EXPECT_EQ(apply(sharpest, {sharpest->stages[0].texture}), Degrees{driverMax});
+    engine->capabilities.hasAnisotropicFilter = false;
+    sharpest->stages[0].texture = a;
+    EXPECT_EQ(apply(sharpest, {a}), Degrees{3.0f});
+}
+
+} // namespace
