@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sys/stat.h>
+#include <sstream>
 
 #include "support/files.h"
 #include "support/process.h"
@@ -21,13 +21,6 @@ using testsupport::ReadText;
 using testsupport::RunTool;
 using testsupport::ToolRun;
 using testsupport::WriteText;
-
-struct ToolCase
-{
-    const char* name;
-    std::vector<std::string> badArguments;
-    const char* badLine; // names the option, the value and the range
-};
 
 std::string ToolPath(const std::string& name)
 {
@@ -42,6 +35,15 @@ ToolRun Tool(const std::string& tool, std::vector<std::string> args, const std::
     return RunTool(args, out);
 }
 
+std::vector<std::string> Words(const std::string& text)
+{
+    std::vector<std::string> words;
+    std::istringstream in(text);
+    for (std::string w; in >> w;)
+        words.push_back(w);
+    return words;
+}
+
 std::vector<std::string> Lines(const std::string& text)
 {
     std::vector<std::string> lines;
@@ -53,18 +55,6 @@ std::vector<std::string> Lines(const std::string& text)
         lines.push_back(text.substr(start, end - start));
     }
     return lines;
-}
-
-bool IsCharacterDevice(const std::string& path)
-{
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 && S_ISCHR(st.st_mode);
-}
-
-bool IsLink(const std::string& path)
-{
-    struct stat st;
-    return lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
 std::vector<std::string> Listing(const std::string& dir)
@@ -81,42 +71,38 @@ const char kTriangle[] = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
 
 TEST(ToolConvention, HelpOnStandardOutputAndBadArgumentsWithTheirRange)
 {
-    const std::vector<ToolCase> tools = {
-        {"tessimo-rar",
-         {"create", "x.rar", "--audio", "5", "in"},
+    // The tool, a bad argument, the line naming the option, value and range.
+    const char* const tools[][3] = {
+        {"tessimo-rar", "create x.rar --audio 5 in",
          "tessimo-rar: --audio 5: expected auto, off or 1 to 4"},
-        {"tessimo-tam",
-         {"--size", "100000", "--digest"},
+        {"tessimo-tam", "--size 100000 --digest",
          "tessimo-tam: --size 100000: expected a power of two from 1 to 4096"},
-        {"tessimo-font",
-         {"frobnicate", "x.tga"},
+        {"tessimo-font", "frobnicate x.tga",
          "tessimo-font: command frobnicate: expected glyphs or default"},
-        {"tessimo-shot",
-         {"--size", "0x5"},
+        {"tessimo-shot", "--size 0x5",
          "tessimo-shot: --size 0x5: expected WIDTHxHEIGHT, each 1 to 8192"},
-        {"tessimo-import",
-         {"--merge", "sideways", "a.obj", "b.tsm"},
+        {"tessimo-import", "--merge sideways a.obj b.tsm",
          "tessimo-import: --merge sideways: expected material or all"},
     };
-    for (const ToolCase& t : tools)
+    for (const auto& [name, bad, badLine] : tools)
     {
-        SCOPED_TRACE(t.name);
+        SCOPED_TRACE(name);
         std::string usage;
         for (const char* help : {"--help", "-h"})
         {
-            ToolRun r = Tool(t.name, {help});
+            ToolRun r = Tool(name, {help});
             EXPECT_EQ(r.status, 0) << help;
             EXPECT_EQ(r.err, "") << help;
             usage = Lines(r.out).empty() ? "" : Lines(r.out)[0];
-            EXPECT_EQ(usage.rfind(std::string("usage: ") + t.name + " ", 0), 0u) << r.out;
+            EXPECT_EQ(usage.rfind(std::string("usage: ") + name + " ", 0), 0u) << r.out;
             EXPECT_GT(Lines(r.out).size(), 1u) << "the options follow the usage line";
         }
-        ToolRun r = Tool(t.name, t.badArguments);
+        ToolRun r = Tool(name, Words(bad));
         EXPECT_EQ(r.status, 2) << r.err;
         EXPECT_EQ(r.out, "");
         std::vector<std::string> lines = Lines(r.err);
         ASSERT_EQ(lines.size(), 2u) << r.err;
-        EXPECT_EQ(lines[0], t.badLine);
+        EXPECT_EQ(lines[0], badLine);
         EXPECT_EQ(lines[1], usage);
     }
     // A range that depends on another option; an option without its value.
@@ -140,75 +126,50 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
     const std::string noSpace = "cannot write '" + full + "': No space left on device";
     std::vector<std::string> before = Listing(temp.path);
 
-    struct Failure
-    {
-        const char* tool;
-        std::vector<std::string> args;
-        std::string stdoutTo;
-        std::string line; // the exact line, or empty
-    };
-    const std::vector<Failure> failures = {
-        {"tessimo-rar",
-         {"extract", "none.rar", "x", "--output", "out"},
-         "",
+    // Arguments split at blanks; FULL is the full device.
+    const std::vector<std::vector<std::string>> failures = {
+        {"tessimo-rar", "extract none.rar x --output out", "",
          "tessimo-rar: no such archive: none.rar"},
-        {"tessimo-rar",
-         {"extract", "in.rar", "nothing", "--output", "out"},
-         "",
+        {"tessimo-rar", "extract in.rar nothing --output out", "",
          "tessimo-rar: no such entry: nothing"},
-        {"tessimo-rar",
-         {"extract", "in.txt", "x", "--output", "out"},
-         "",
+        {"tessimo-rar", "extract in.txt x --output out", "",
          "tessimo-rar: not a RAR 2.0 archive: in.txt"},
-        {"tessimo-rar",
-         {"extract", "pw.rar", "in.txt", "--password", "wrong", "--output", "out"},
-         "",
+        {"tessimo-rar", "extract pw.rar in.txt --password wrong --output out", "",
          "tessimo-rar: wrong password or damaged data: in.txt"},
-        {"tessimo-rar", {"create", "out", "in.txt", "missing.txt"}, "", ""},
-        {"tessimo-font", {"glyphs", "missing.ttf", "out"}, "", ""},
-        {"tessimo-import", {"missing.obj", "out"}, "", ""},
-        {"tessimo-tam",
-         {"--size", "4", "--layers", "2", "--png", "in.txt"},
-         "",
+        {"tessimo-rar", "create out in.txt missing.txt", "", ""},
+        {"tessimo-font", "glyphs missing.ttf out", "", ""},
+        {"tessimo-import", "missing.obj out", "", ""},
+        {"tessimo-tam", "--size 4 --layers 2 --png in.txt", "",
          "tessimo-tam: cannot write 'in.txt': Not a directory"},
         // A full device: in place, the failed write told, the node kept.
-        {"tessimo-rar", {"create", full, "in.txt"}, "", "tessimo-rar: " + noSpace},
-        {"tessimo-rar", {"extract", "in.rar", "in.txt", "--output", full}, "", ""},
-        {"tessimo-rar",
-         {"list", "in.rar"},
-         full,
+        {"tessimo-rar", "create FULL in.txt", "", "tessimo-rar: " + noSpace},
+        {"tessimo-rar", "extract in.rar in.txt --output FULL", "", ""},
+        {"tessimo-rar", "list in.rar", full,
          "tessimo-rar: cannot write standard output: No space left on device"},
-        {"tessimo-font", {"default", full}, "", "tessimo-font: " + noSpace},
-        {"tessimo-tam",
-         {"--size", "4", "--layers", "2", "--digest"},
-         full,
+        {"tessimo-font", "default FULL", "", "tessimo-font: " + noSpace},
+        {"tessimo-tam", "--size 4 --layers 2 --digest", full,
          "tessimo-tam: cannot write standard output: No space left on device"},
-        {"tessimo-tam", {"--size", "4", "--layers", "2", "--png", full}, "", ""},
-        {"tessimo-import", {"tri.obj", full}, "", ""},
+        {"tessimo-tam", "--size 4 --layers 2 --png FULL", "", ""},
+        {"tessimo-import", "tri.obj FULL", "", ""},
         // Never over an input, whatever the name.
-        {"tessimo-rar",
-         {"create", "in.txt", "in.txt"},
-         "",
+        {"tessimo-rar", "create in.txt in.txt", "",
          "tessimo-rar: will not write 'in.txt': it is also an input"},
-        {"tessimo-rar", {"create", "./old.txt", "in.txt", "old.txt"}, "", ""},
-        {"tessimo-rar", {"extract", "in.rar", "in.txt", "--output", "in.rar"}, "", ""},
+        {"tessimo-rar", "create ./old.txt in.txt old.txt", "", ""},
+        {"tessimo-rar", "extract in.rar in.txt --output in.rar", "", ""},
     };
-    for (const Failure& f : failures)
+    for (const std::vector<std::string>& f : failures)
     {
-        std::string call = f.tool;
-        for (const std::string& a : f.args)
-            call += " " + a;
-        SCOPED_TRACE(call + (f.stdoutTo.empty() ? "" : " > " + f.stdoutTo));
-        ToolRun r = Tool(f.tool, f.args, f.stdoutTo);
+        std::vector<std::string> args = Words(f[1]);
+        std::replace(args.begin(), args.end(), std::string("FULL"), full);
+        SCOPED_TRACE(f[0] + " " + f[1] + (f[2].empty() ? "" : " > " + f[2]));
+        ToolRun r = Tool(f[0], args, f[2]);
         EXPECT_EQ(r.status, 1) << r.err;
         ASSERT_EQ(Lines(r.err).size(), 1u) << r.err;
-        EXPECT_EQ(r.err.rfind(std::string(f.tool) + ": ", 0), 0u) << r.err;
-        if (!f.line.empty())
-        {
-            EXPECT_EQ(Lines(r.err)[0], f.line);
-        }
+        EXPECT_EQ(r.err.rfind(f[0] + ": ", 0), 0u) << r.err;
+        if (!f[3].empty())
+            EXPECT_EQ(Lines(r.err)[0], f[3]);
         EXPECT_EQ(Listing(temp.path), before) << "nothing made, nothing left half written";
-        EXPECT_TRUE(IsCharacterDevice(full)) << full;
+        EXPECT_TRUE(std::filesystem::is_character_file(full)) << full;
     }
     EXPECT_EQ(ReadText("in.txt"), "input bytes");
     EXPECT_EQ(ReadText("old.txt"), "old bytes");
@@ -221,24 +182,24 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
         std::filesystem::remove("link");
         std::filesystem::create_symlink(target, "link");
         ASSERT_EQ(Tool("tessimo-rar", {"create", "link", "in.txt"}).status, 0);
-        EXPECT_TRUE(IsLink("link"));
+        EXPECT_TRUE(std::filesystem::is_symlink("link"));
         EXPECT_EQ(ReadText(target), rar);
         ASSERT_EQ(Tool("tessimo-font", {"default", "link"}).status, 0);
-        EXPECT_TRUE(IsLink("link"));
+        EXPECT_TRUE(std::filesystem::is_symlink("link"));
         EXPECT_EQ(ReadText(target).size(), 18u + 64 * 64 * 3);
         ASSERT_EQ(Tool("tessimo-import", {"tri.obj", "link"}).status, 0);
-        EXPECT_TRUE(IsLink("link"));
+        EXPECT_TRUE(std::filesystem::is_symlink("link"));
         EXPECT_EQ(ReadText(target).substr(23, 4), std::string("\1\0\0\0", 4))
             << "one mesh, a flat triangle without outline";
         ASSERT_EQ(Tool("tessimo-rar", {"extract", "in.rar", "in.txt", "--output", "link"}).status,
                   0);
-        EXPECT_TRUE(IsLink("link"));
+        EXPECT_TRUE(std::filesystem::is_symlink("link"));
         EXPECT_EQ(ReadText(target), "input bytes");
     }
     std::filesystem::create_directory("pictures");
     std::filesystem::create_directory_symlink("pictures", "folder");
     ASSERT_EQ(Tool("tessimo-tam", {"--size", "4", "--layers", "2", "--png", "folder"}).status, 0);
-    EXPECT_TRUE(IsLink("folder"));
+    EXPECT_TRUE(std::filesystem::is_symlink("folder"));
     EXPECT_TRUE(std::filesystem::exists("pictures/contact_sheet.png"));
     // Standard output named as a file: written where the caller points it.
     ToolRun r = Tool("tessimo-rar", {"extract", "in.rar", "in.txt", "--output", "/dev/stdout"});

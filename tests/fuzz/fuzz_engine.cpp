@@ -1,12 +1,10 @@
 // Fuzzes the real engine: the demo started once on SDL's offscreen GL
-// context, in a copy of this tree's run folder. An input whose first byte
-// is even is a series of lines, each run by the console's Execute (or, for
-// "!name argument", an engine operation no command reaches) and followed by
-// a frame; an odd one is a stream of key presses for the frame loop, each
+// context. An input whose first byte is even is lines, each run by the
+// console's Execute (or, for "!name argument", an engine operation no
+// command reaches) and followed by a frame; an odd one is key presses, each
 // byte flipping its key and a 0 byte ending a frame. After every step,
-// whatever holds a texture, shader or program must hold a live one. After
-// each input the engine goes back to where Init left it (the registries,
-// font and meshes rebuilt only when the input changed what they hold).
+// whatever holds a texture, shader or program must hold a live one; after
+// each input the engine goes back to where Init left it.
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -121,14 +119,6 @@ bool Contains(const std::vector<void*>& set, const void* p)
     return std::find(set.begin(), set.end(), p) != set.end();
 }
 
-bool LiveShader(const Shader* shader)
-{
-    for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
-        if (s == shader)
-            return true;
-    return false;
-}
-
 // No pointer into the registries may outlive its object.
 void CheckHeld()
 {
@@ -138,6 +128,9 @@ void CheckHeld()
     textures.push_back(nullptr);
     std::vector<void*> programs = Entries(demo->vertexPrograms);
     programs.push_back(nullptr);
+    std::vector<void*> shaders = {nullptr};
+    for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
+        shaders.push_back(s);
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
     {
         for (const ShaderStage& stage : s->stages)
@@ -149,11 +142,10 @@ void CheckHeld()
     if (!Contains(textures, demo->currentTexture) ||
         !Contains(programs, demo->currentVertexProgram))
         abort();
-    if ((demo->currentShader && !LiveShader(demo->currentShader)) ||
-        (demo->font->shader && !LiveShader(demo->font->shader)))
+    if (!Contains(shaders, demo->currentShader) || !Contains(shaders, demo->font->shader))
         abort();
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        if (demo->model->meshes[i].shader && !LiveShader(demo->model->meshes[i].shader))
+        if (!Contains(shaders, demo->model->meshes[i].shader))
             abort();
 }
 
