@@ -21,7 +21,6 @@
 #include "resources/texture.h"
 #include "resources/vertex_program.h"
 #include "support/gl_context.h"
-#include "support/image_files.h"
 #include "support/material_files.h"
 #include "support/report_capture.h"
 
@@ -127,11 +126,11 @@ protected:
 TEST_F(ResourcesGl, TargasUploadInFileOrderWithTheirParameters)
 {
     Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), wide(300 * 20 * 3, 40);
-    WriteBytes("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
-    WriteBytes("b.tga", MakeTarga(16, 4, 32, bgra));
-    WriteBytes("c.tga", MakeTarga(300, 20, 24, wide));
+    WriteFile("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
+    WriteFile("b.tga", MakeTarga(16, 4, 32, bgra));
+    WriteFile("c.tga", MakeTarga(300, 20, 24, wide));
     // An identification field isn't skipped: its bytes become the first pixel.
-    WriteBytes("d.tga", MakeTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2));
+    WriteFile("d.tga", MakeTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2));
     Texture a, b, c, d;
     a.magFilter = GL_NEAREST;
     a.minFilter = GL_NEAREST_MIPMAP_LINEAR;
@@ -182,7 +181,7 @@ TEST_F(ResourcesGl, RefusedTargasWriteOneLogLineEach)
     };
     std::string expected;
     for (const auto& [file, bytes] : files)
-        WriteBytes(file, bytes);
+        WriteFile(file, bytes);
     for (const auto& [file, bytes] : files)
     {
         Texture t;
@@ -204,7 +203,7 @@ TEST_F(ResourcesGl, ReloadReadsThePathAgain)
     Texture never;
     EXPECT_FALSE(never.Reload("", nullptr));
     Bytes bgra = Ramp(8 * 8 * 4);
-    WriteBytes("r.tga", MakeTarga(8, 8, 32, bgra));
+    WriteFile("r.tga", MakeTarga(8, 8, 32, bgra));
     Bytes tga = MakeTarga(8, 8, 32, bgra);
     RarWriterEntry entry{"tga\\wood.tga", tga.data(), uint32_t(tga.size())};
     RarWriterOptions options;
@@ -212,7 +211,7 @@ TEST_F(ResourcesGl, ReloadReadsThePathAgain)
     std::vector<uint8_t> archive;
     std::string error;
     ASSERT_TRUE(RarWriteArchive(&entry, 1, options, &archive, &error)) << error;
-    WriteBytes("data.rar", archive);
+    WriteFile("data.rar", archive);
 
     Texture t, packed, wrong;
     t.minFilter = GL_NEAREST;
@@ -238,7 +237,7 @@ TEST_F(ResourcesGl, ReloadReadsThePathAgain)
     EXPECT_STREQ(t.name, "r.tga");
     t.Bind(); // no image any more
     EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 0);
-    WriteBytes("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
+    WriteFile("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
     Texture bmp;
     ASSERT_TRUE(bmp.LoadBmp("b.bmp"));
     EXPECT_FALSE(bmp.Reload("", nullptr));
@@ -257,8 +256,8 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
     indexed.topDown = true;
     bare.fileHeader = false;
     bare.headerSize = 12;
-    WriteBytes("colour.bmp", WriteBmp(colour, indexed));
-    WriteBytes("alpha.bmp", WriteBmp(alpha, bare));
+    WriteFile("colour.bmp", WriteBmp(colour, indexed));
+    WriteFile("alpha.bmp", WriteBmp(alpha, bare));
     Texture t, a;
     ASSERT_TRUE(t.LoadBmp("colour.bmp"));
     EXPECT_EQ((std::vector<uint32_t>{t.width, t.height, t.hasAlpha}),
@@ -281,11 +280,11 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
     EXPECT_EQ(rgba, expected);
     EXPECT_TRUE(boxes.boxes.empty());
 
-    WriteBytes("text.bmp", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'});
+    WriteFile("text.bmp", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'});
     Bytes cut = WriteBmp(MakePicture(8, 4, 0), BmpOptions{});
     cut.resize(cut.size() - 20);
-    WriteBytes("cut.bmp", cut);
-    WriteBytes("small.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
+    WriteFile("cut.bmp", cut);
+    WriteFile("small.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
     Texture f;
     EXPECT_FALSE(f.LoadBmp("nothere.bmp"));
     EXPECT_FALSE(f.LoadBmp("text.bmp"));
