@@ -1,12 +1,9 @@
-// Resources on a real GL context (SDL's offscreen driver on Mesa): texture
-// loads read back from GL with their log lines and boxes; shaders applied,
-// taken off and animated; the registries with reloads, sharing and deletion
-// of what is in use; vertex programs with their console lines; text drawn
-// by the font and read back from the frame.
+// Resources on a real GL context: texture loads read back with their log
+// lines and boxes; shaders applied, taken off and animated; the registries;
+// vertex programs with their console lines; text drawn by the font.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <iterator>
 
 #include "app/gl_entry_points.h"
 #include "app/gl_setup.h"
@@ -40,6 +37,13 @@ GLint Level(GLenum name, GLint level = 0)
 {
     return Integer(name, level);
 }
+// Blue-green-red(-alpha) as red-green-blue(-alpha).
+Bytes Swapped(Bytes pixels, size_t bytesPerPixel)
+{
+    for (size_t i = 0; i + 2 < pixels.size(); i += bytesPerPixel)
+        std::swap(pixels[i], pixels[i + 2]);
+    return pixels;
+}
 GLint Parameter(GLenum name)
 {
     GLint v = 0;
@@ -65,13 +69,6 @@ Bytes Pixels(GLenum format)
     glGetTexImage(GL_TEXTURE_2D, 0, format, GL_UNSIGNED_BYTE, out.data());
     return out;
 }
-// Blue-green-red(-alpha) as red-green-blue(-alpha).
-Bytes Swapped(Bytes pixels, size_t bytesPerPixel)
-{
-    for (size_t i = 0; i + 2 < pixels.size(); i += bytesPerPixel)
-        std::swap(pixels[i], pixels[i + 2]);
-    return pixels;
-}
 Bytes Ramp(size_t n)
 {
     Bytes b(n);
@@ -85,11 +82,7 @@ Bytes Ramp(size_t n)
 class ResourcesGl : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(context.created && !dir.path.empty());
-        logStart = ReadText("tessimo2.log").size(); // the window's lines
-    }
+    void SetUp() override { ASSERT_TRUE(context.created && !dir.path.empty()); }
     void TearDown() override
     {
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
@@ -104,18 +97,16 @@ protected:
     {
         auto* console = static_cast<Console*>(engine->console);
         std::vector<std::string> lines;
-        for (uint32_t i = seen; i < console->HeldLines(); ++i)
-            lines.push_back(console->Line(i));
-        seen = console->HeldLines();
+        for (; seen < console->HeldLines(); ++seen)
+            lines.push_back(console->Line(seen));
         return lines;
     }
-
     TempDir dir;
     GlContext context{256, 256};
+    size_t logStart = ReadText("tessimo2.log").size(); // after the window's lines
     ReportCapture boxes;
     Engine* engine = nullptr;
     uint32_t seen = 0;
-    size_t logStart = 0;
 };
 
 // Each load path: the caller's or the constructor's filters and wraps, the
@@ -281,43 +272,14 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
     EXPECT_EQ(Log(), "");
 }
 
-const char* const kDefinitions = R"([Font]
-nbstages=0
-[Less]
-culling=false
-ccw=false
-nbstages=0
-[NoDepth]
-depthtest=false
-culling=false
-nbstages=0
-[Glass]
-ccw=false
-depthfunc=GL_GREATER
-depthmask=false
-blending=true
-blendsrc=GL_SRC_ALPHA
-blenddst=GL_ONE_MINUS_SRC_ALPHA
-nbstages=2
-[Glass - TU0]
-map=tga\a.tga
-min_filter=GL_NEAREST
-scroll=( 0.25, 0.5 )
-combine_rgb=GL_ADD
-source_rgb1=GL_PRIMARY_COLOR
-rgb_scale=2.0
-alpha_scale=4.0
-[Glass - TU1]
-map=tga\b.tga
-rotation=10
-scale=( 2.0, 3.0 )
-tcgen=GL_SPHERE_MAP
-[Twin]
-nbstages=1
-[Twin - TU0]
-map=tga\a.tga
-min_filter=GL_LINEAR
-)";
+const char* const kDefinitions =
+    "[Font]\nnbstages=0\n[Less]\nculling=false\nccw=false\nnbstages=0\n[NoDepth]\n"
+    "depthtest=false\nculling=false\nnbstages=0\n[Glass]\nccw=false\ndepthfunc=GL_GREATER\n"
+    "depthmask=false\nblending=true\nblendsrc=GL_SRC_ALPHA\nblenddst=GL_ONE_MINUS_SRC_ALPHA\n"
+    "nbstages=2\n[Glass - TU0]\nmap=tga\\a.tga\nmin_filter=GL_NEAREST\nscroll=( 0.25, 0.5 )\n"
+    "combine_rgb=GL_ADD\nsource_rgb1=GL_PRIMARY_COLOR\nrgb_scale=2.0\nalpha_scale=4.0\n"
+    "[Glass - TU1]\nmap=tga\\b.tga\nrotation=10\nscale=( 2.0, 3.0 )\ntcgen=GL_SPHERE_MAP\n"
+    "[Twin]\nnbstages=1\n[Twin - TU0]\nmap=tga\\a.tga\nmin_filter=GL_LINEAR\n";
 
 void ResourcesGl::Start(const std::string& definitions = kDefinitions)
 {
