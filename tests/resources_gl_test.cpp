@@ -122,10 +122,8 @@ TEST_F(ResourcesGl, TargasUploadInFileOrderOrAreRefused)
     WriteFile("c.tga", MakeTarga(300, 20, 24, Bytes(300 * 20 * 3, 40)));
     WriteFile("d.tga", MakeTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2));
     Texture a, b, c, d;
-    a.magFilter = GL_NEAREST;
-    a.minFilter = GL_NEAREST_MIPMAP_LINEAR;
-    a.wrapS = GL_CLAMP_TO_EDGE;
-    a.wrapT = GL_MIRRORED_REPEAT;
+    a.magFilter = GL_NEAREST, a.minFilter = GL_NEAREST_MIPMAP_LINEAR;
+    a.wrapS = GL_CLAMP_TO_EDGE, a.wrapT = GL_MIRRORED_REPEAT;
     snprintf(b.name, sizeof b.name, "hatch");
     ASSERT_TRUE(a.LoadTarga("a.tga", "", nullptr) && b.LoadTarga("b.tga", "", "") &&
                 c.LoadTarga("c.tga", "", nullptr) && d.LoadTarga("d.tga", "", nullptr));
@@ -186,7 +184,7 @@ TEST_F(ResourcesGl, ReloadReadsThePathAgain)
     RarWriterEntry entry{"tga\\wood.tga", tga.data(), uint32_t(tga.size())};
     RarWriterOptions options;
     options.password = "pen and ink";
-    std::vector<uint8_t> archive;
+    Bytes archive;
     std::string error;
     ASSERT_TRUE(RarWriteArchive(&entry, 1, options, &archive, &error)) << error;
     WriteFile("data.rar", archive);
@@ -212,8 +210,7 @@ TEST_F(ResourcesGl, ReloadReadsThePathAgain)
     EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 0);
     WriteFile("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
     Texture bmp;
-    ASSERT_TRUE(bmp.LoadBmp("b.bmp"));
-    EXPECT_FALSE(bmp.Reload("", nullptr));
+    ASSERT_TRUE(bmp.LoadBmp("b.bmp") && !bmp.Reload("", nullptr));
     bmp.Bind();
     EXPECT_EQ(Level(GL_TEXTURE_WIDTH), 4);
     EXPECT_EQ(Log(), "## cannot open file <tga\\wood.tga> ##\n## cannot open file <r.tga> ##\n");
@@ -226,9 +223,7 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
 {
     Picture colour = MakePicture(8, 4, 256), alpha = MakePicture(8, 4, 0);
     BmpOptions indexed{8}, bare;
-    indexed.topDown = true;
-    bare.fileHeader = false;
-    bare.headerSize = 12;
+    indexed.topDown = true, bare.fileHeader = false, bare.headerSize = 12;
     WriteFile("colour.bmp", WriteBmp(colour, indexed));
     WriteFile("alpha.bmp", WriteBmp(alpha, bare));
     Texture t, a, f;
@@ -241,8 +236,7 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
                                                   GL_REPEAT, GL_REPEAT}));
     EXPECT_EQ(Pixels(GL_RGB), colour.rgb);
     ASSERT_TRUE(a.LoadBmpWithAlpha("colour.bmp", "alpha.bmp"));
-    EXPECT_TRUE(a.hasAlpha);
-    EXPECT_STREQ(a.name, "colour.bmp");
+    EXPECT_TRUE(a.hasAlpha && std::string(a.name) == "colour.bmp");
     a.Bind();
     EXPECT_EQ(Level(GL_TEXTURE_INTERNAL_FORMAT), GL_RGBA8);
     Bytes expected;
@@ -359,9 +353,7 @@ TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
 
     for (int i = 0; i < 3; ++i)
         engine->UpdateShaders();
-    engine->SetShader(glass);
-    u0 = ReadUnit(0);
-    u1 = ReadUnit(1);
+    engine->SetShader(glass), u0 = ReadUnit(0), u1 = ReadUnit(1);
     EXPECT_EQ((std::vector<float>{u0.matrix[12], u0.matrix[13], u0.matrix[0], u1.matrix[12]}),
               (std::vector<float>{0.75f, 1.5f, 1, 0}));
     const float c = std::cos(float(M_PI) / 6), s = std::sin(float(M_PI) / 6);
@@ -370,8 +362,7 @@ TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
         EXPECT_NEAR(u1.matrix[i / 2 * 4 + i % 2], rotated[i], 1e-5) << i;
 
     engine->SetShader(engine->AddShader("NoDepth"));
-    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST));
-    EXPECT_EQ(Integer(GL_DEPTH_WRITEMASK), GL_FALSE);
+    EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && Integer(GL_DEPTH_WRITEMASK) == GL_FALSE);
 }
 
 // Two shaders naming one map share one texture with the filters of the
@@ -406,8 +397,7 @@ TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     EXPECT_TRUE(again != first && again->id != first->id);
     delete first;
 
-    engine->SetShader(glass);
-    engine->UpdateShaders();
+    engine->SetShader(glass), engine->UpdateShaders();
     std::string edited = kDefinitions;
     edited.replace(edited.find("blending=true"), 13, "blending=false");
     WriteFile(dir.path + "/ini/Shaders.ini", edited);
@@ -427,9 +417,7 @@ TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
             static_cast<decltype(heard)*>(user)->push_back({kind, object});
     };
     ASSERT_TRUE(AddResourceListener(listener, &heard));
-    engine->SetShader(glass);
-    engine->SetTexture(a);
-    engine->DeleteTextureByName("tga\\a.tga");
+    engine->SetShader(glass), engine->SetTexture(a), engine->DeleteTextureByName("tga\\a.tga");
     EXPECT_TRUE(!glass->stages[0].texture && !twin->stages[0].texture && !engine->currentTexture);
     engine->DeleteShaderByName("Glass");
     EXPECT_TRUE(!engine->currentShader && !engine->FindShader("Glass") && !ReadUnit(1).state[1]);
@@ -502,28 +490,22 @@ TEST_F(ResourcesGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
     uint32_t id = program->id;
     const std::string better = "!!ARBvp1.0\nMOV result.position, vertex.normal;\nEND\n";
     WriteFile(dir.path + "/vp/ok.vp", better);
-    EXPECT_TRUE(program->Reload() && program->id == id);
-    EXPECT_EQ(programText(), better);
+    EXPECT_TRUE(program->Reload() && program->id == id && programText() == better);
     std::filesystem::remove(dir.path + "/vp/ok.vp");
     EXPECT_EQ(engine->ReloadVertexPrograms(), 6);
-    EXPECT_FALSE(program->Reload());
-    EXPECT_EQ(programText(), better);
-    engine->SetShader(inked);
-    engine->DeleteVertexProgramByName("vp\\ok.vp");
+    EXPECT_TRUE(!program->Reload() && programText() == better);
+    engine->SetShader(inked), engine->DeleteVertexProgramByName("vp\\ok.vp");
     EXPECT_TRUE(!inked->vertexProgram && !inked->hasVertexProgram && !engine->currentVertexProgram);
     EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
 
     while (glGetError() != GL_NO_ERROR) // the rejections above leave theirs
-    {
-    }
-    engine->capabilities.hasVertexProgram = false;
-    NewLines();
+        continue;
+    engine->capabilities.hasVertexProgram = false, NewLines();
     WriteFile(dir.path + "/vp/ok.vp", good);
     VertexProgram* inert = engine->AddVertexProgram("vp\\ok.vp");
     EXPECT_TRUE(inert->id == 0 && NewLines().empty());
     engine->SetVertexProgram(inert);
     EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
-    engine->SetVertexProgram(nullptr);
 }
 
 // Each cell of the glyph texture is one colour that names it (red the
@@ -541,19 +523,14 @@ TEST_F(ResourcesGl, PrintDrawsEachCharacterFromItsCell)
           "wrap_v=GL_CLAMP_TO_EDGE\n");
     ScreenFont* font = engine->font;
     EXPECT_EQ(font->glyphSize * 100 + font->advance, 1207);
-    engine->SetShader(nullptr);
-    font->Print(0, 0, nullptr);
+    engine->SetShader(nullptr), font->Print(0, 0, nullptr);
     EXPECT_EQ(engine->currentShader, nullptr) << "a null format binds nothing";
     const char* empty = "";
     font->Print(0, 0, empty);
     EXPECT_TRUE(font->shader && engine->currentShader == font->shader);
-    glClearColor(0, 0, 0, 0);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    engine->Begin2D(256, 256);
-    glColor4f(1, 1, 1, 1);
-    font->Print(20, 40, "0");
-    font->Print(20, 80, "A B");
-    engine->End2D();
+    glClearColor(0, 0, 0, 0), glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    engine->Begin2D(256, 256), glColor4f(1, 1, 1, 1);
+    font->Print(20, 40, "0"), font->Print(20, 80, "A B"), engine->End2D();
     const int probes[][5] = {{21, 29, 0, 1, 200}, {31, 39, 0, 1, 200}, {33, 34, 0, 0, 0},
                              {26, 27, 0, 0, 0},   {22, 74, 1, 2, 200}, {30, 74, 0, 0, 200},
                              {44, 74, 2, 2, 200}};
