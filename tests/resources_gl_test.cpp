@@ -366,15 +366,13 @@ TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
 }
 
 // Two shaders naming one map share one texture with the filters of the
-// first registration. A missing file gives null, nothing listed, until it
-// is there; removed, a texture lives on for its holder. A reload reads the
+// first registration. A missing file gives null until it is there. A reload reads the
 // edited definition and starts the animation again. An unknown name still
 // gives a shader, untextured here. Deleting what is in use: the stages, the
 // current pointers and the font let go, and the listeners hear of it.
 TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
 {
     Start();
-    EXPECT_EQ(engine->ListTextures() + engine->ReloadTextures() + engine->ListVertexPrograms(), 0);
     Shader *glass = engine->AddShader("Glass"), *twin = engine->AddShader("Twin");
     EXPECT_EQ(engine->AddShader("Twin"), twin);
     Texture* a = glass->stages[0].texture;
@@ -385,17 +383,8 @@ TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     auto late = [&]
     { return engine->AddTexture("tga\\late.tga", GL_REPEAT, GL_REPEAT, GL_LINEAR, GL_LINEAR); };
     EXPECT_EQ(late(), nullptr);
-    EXPECT_EQ(engine->ListTextures(), 2);
     WriteTarga(dir.path + "/tga/late.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
-    Texture* first = late();
-    ASSERT_NE(first, nullptr);
-    NewLines();
-    EXPECT_EQ(engine->ListTextures(), 3);
-    EXPECT_EQ(NewLines(), (std::vector<std::string>{"tga\\a.tga", "tga\\b.tga", "tga\\late.tga"}));
-    engine->RemoveTextureByName("tga\\late.tga");
-    Texture* again = late();
-    EXPECT_TRUE(again != first && again->id != first->id);
-    delete first;
+    EXPECT_NE(late(), nullptr);
 
     engine->SetShader(glass), engine->UpdateShaders();
     std::string edited = kDefinitions;
