@@ -1,8 +1,6 @@
 // An engine without GL for the material suites and the fuzz target: the
-// frame driver does nothing, and the two registry operations a shader
-// calls while it loads only record their arguments. AddTexture hands out a
-// texture object per name (never loaded, no GL name), AddVertexProgram one
-// per name too, neither touching GL.
+// registry calls a shader makes while it loads record their arguments and
+// hand out one unloaded object per name.
 #pragma once
 
 #include <cstdio>
@@ -18,11 +16,8 @@
 namespace testsupport
 {
 
-struct TextureRequest
-{
-    std::string name;
-    GLenum wrapS, wrapT, magFilter, minFilter;
-};
+// A texture's name with its wraps S and T and its filters mag and min.
+using TextureRequest = std::pair<std::string, std::vector<GLenum>>;
 
 class StubEngine : public EngineBase
 {
@@ -46,23 +41,20 @@ public:
     Texture* AddTexture(const char* name, GLenum wrapS, GLenum wrapT, GLenum magFilter,
                         GLenum minFilter) override
     {
-        textureRequests.push_back({name, wrapS, wrapT, magFilter, minFilter});
-        std::unique_ptr<Texture>& t = stubTextures[name];
-        if (!t)
-            t.reset(new Texture);
-        return t.get();
+        textureRequests.push_back({name, {wrapS, wrapT, magFilter, minFilter}});
+        return Stub(stubTextures, name);
     }
-    VertexProgram* AddVertexProgram(const char* name) override
+    VertexProgram* AddVertexProgram(const char* name) override { return Stub(stubPrograms, name); }
+    template <class T>
+    static T* Stub(std::map<std::string, std::unique_ptr<T>>& held, const char* name)
     {
-        programRequests.push_back(name);
-        std::unique_ptr<VertexProgram>& p = stubPrograms[name];
+        std::unique_ptr<T>& p = held[name];
         if (!p)
-            p.reset(new VertexProgram);
+            p.reset(new T);
         return p.get();
     }
 
     std::vector<TextureRequest> textureRequests;
-    std::vector<std::string> programRequests;
     std::map<std::string, std::unique_ptr<Texture>> stubTextures;
     std::map<std::string, std::unique_ptr<VertexProgram>> stubPrograms;
 };
