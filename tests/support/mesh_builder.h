@@ -1,5 +1,4 @@
-// Small meshes for the scene suites, and a mesh's triangles read back as
-// plain numbers for comparison.
+// Small meshes for the scene suites, and a mesh's triangles as plain numbers.
 #pragma once
 
 #include <array>
@@ -12,8 +11,8 @@ namespace testsupport
 {
 
 // Fills `mesh` with positions (3 a vertex) and faces; texture coordinates
-// are (vertex number, 0) and normals (0, 0, 1) unless given. False when
-// the mesh can't have the vertices (a full pool).
+// (vertex number, 0), normals (0, 0, 1) unless given. False when the mesh
+// can't have the vertices (a full pool).
 inline bool FillMesh(Mesh& mesh, const std::vector<float>& positions,
                      const std::vector<uint32_t>& faces, const std::vector<float>& normals = {})
 {
@@ -34,9 +33,8 @@ inline bool FillMesh(Mesh& mesh, const std::vector<float>& positions,
     return true;
 }
 
-// One corner: position, normal, texture coordinate.
-using Corner = std::array<float, 8>;
-using Triangle = std::array<Corner, 3>;
+// A triangle's corners: position, normal, texture coordinate each.
+using Triangle = std::array<std::array<float, 8>, 3>;
 
 // The mesh's triangles in face order.
 inline std::vector<Triangle> Triangles(const Mesh& mesh)
@@ -46,13 +44,9 @@ inline std::vector<Triangle> Triangles(const Mesh& mesh)
         for (int c = 0; c < 3; ++c)
         {
             uint32_t v = mesh.indices[3 * f + c];
-            for (int k = 0; k < 3; ++k)
-            {
-                out[f][c][k] = mesh.positions[3 * v + k];
-                out[f][c][3 + k] = mesh.normals[3 * v + k];
-            }
-            out[f][c][6] = mesh.texCoords[2 * v];
-            out[f][c][7] = mesh.texCoords[2 * v + 1];
+            std::memcpy(&out[f][c][0], &mesh.positions[3 * v], 12);
+            std::memcpy(&out[f][c][3], &mesh.normals[3 * v], 12);
+            std::memcpy(&out[f][c][6], &mesh.texCoords[2 * v], 8);
         }
     return out;
 }

@@ -1,5 +1,5 @@
-// Model files written byte by byte, so that a test can state every count
-// and offset, hostile ones included.
+// Model files written byte by byte, so that a test states every count and
+// offset, hostile ones included.
 #pragma once
 
 #include <algorithm>
@@ -42,17 +42,19 @@ public:
         return Text(name, 32).Text(shader, 32).F32(x).F32(y).F32(z).U32(faces).U32(vertices);
     }
 
+    std::string String() const { return bytes; }
+
+private:
     ModelBytes& Text(const char* text, size_t width)
     {
-        size_t at = bytes.size();
-        bytes.resize(at + width, 0);
-        std::memcpy(&bytes[at], text, std::min(width, std::strlen(text)));
+        bytes += std::string(text, std::min(width, std::strlen(text)));
+        bytes.resize(bytes.size() + width - std::min(width, std::strlen(text)), '\0');
         return *this;
     }
     ModelBytes& U32(uint32_t v)
     {
         for (int i = 0; i < 4; ++i)
-            bytes.push_back(uint8_t(v >> (8 * i)));
+            bytes += static_cast<char>(v >> (8 * i));
         return *this;
     }
     ModelBytes& F32(float f)
@@ -61,9 +63,7 @@ public:
         std::memcpy(&bits, &f, 4);
         return U32(bits);
     }
-    std::string String() const { return std::string(bytes.begin(), bytes.end()); }
-
-    std::vector<uint8_t> bytes;
+    std::string bytes;
 };
 
 } // namespace testsupport

@@ -1,5 +1,5 @@
-// Pictures of what the demo draws: an RGB picture read from a PNG
-// (tessimo-shot's output), and the tools started in a run folder.
+// Pictures of what the demo draws, read from PNG files, and the tools
+// started in a run folder.
 #pragma once
 
 #include <png.h>
@@ -43,8 +43,7 @@ inline bool ReadPng(const std::string& path, Picture* picture)
     if (!png_image_begin_read_from_file(&image, path.c_str()))
         return false;
     image.format = PNG_FORMAT_RGB;
-    picture->width = static_cast<int>(image.width);
-    picture->height = static_cast<int>(image.height);
+    picture->width = int(image.width), picture->height = int(image.height);
     picture->rgb.resize(PNG_IMAGE_SIZE(image));
     return png_image_finish_read(&image, nullptr, picture->rgb.data(), 0, nullptr) != 0;
 }
