@@ -117,7 +117,7 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
         Picture solid;
         ASSERT_EQ(Shot(solidDir, ticks[0], "800x600", "solid.png", &solid, {"--model", model}), 0)
             << ReadText(solidDir + "/output.txt");
-        auto mask = testsupport::ModelMask(testsupport::ToGrey(800, 600, solid.rgb));
+        auto mask = testsupport::ModelMask(solid);
         for (long tick : ticks)
         {
             SCOPED_TRACE("tick " + std::to_string(tick));
@@ -125,8 +125,7 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
             Picture shot;
             ASSERT_EQ(Shot(dir, tick, "800x600", name, &shot, {"--model", model}), 0)
                 << ReadText(dir + "/output.txt");
-            auto grey = testsupport::ToGrey(800, 600, shot.rgb);
-            testsupport::InkMeasures ink = testsupport::MeasureInk(grey, mask);
+            testsupport::InkMeasures ink = testsupport::MeasureInk(shot, mask);
             EXPECT_GE(ink.crisp, crisp) << "see " << dir << "/" << name;
             EXPECT_GE(ink.outline, outline);
             EXPECT_TRUE(ink.band >= 1.5 && ink.band <= 3.0) << ink.band; // about 2 pixels wide
@@ -134,7 +133,7 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
             if (!sphere)
                 continue;
             const double centre[3] = {0, -2, -5};
-            testsupport::ToneFit fit = testsupport::SphereTone(grey, mask, tick, centre, 5.0);
+            testsupport::ToneFit fit = testsupport::SphereTone(shot, mask, tick, centre, 5.0);
             EXPECT_GT(fit.samples, 40000) << "the sphere fills its place";
             EXPECT_GE(fit.correlation, 0.88);
             EXPECT_GE(fit.steps, 16);

@@ -27,7 +27,6 @@
 #include "scene/mesh_set.h"
 #include "support/files.h"
 #include "support/gl_context.h"
-#include "support/mesh_builder.h"
 #include "support/model_file.h"
 #include "support/process.h"
 

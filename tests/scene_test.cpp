@@ -7,7 +7,7 @@
 #include "resources/vertex_array_pool.h"
 #include "scene/mesh.h"
 #include "scene/scene_object.h"
-#include "support/mesh_builder.h"
+#include "support/model_file.h"
 
 namespace
 {

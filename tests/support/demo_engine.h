@@ -4,13 +4,10 @@
 // first, as tessimo-shot runs them.
 #pragma once
 
-#include <GL/gl.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "app/window.h"
 #include "demo/hatching_demo.h"
@@ -28,10 +25,7 @@ public:
     static constexpr int64_t kFrequency = 60000000;
     static constexpr int64_t kTick = kFrequency / 60;
 
-    DemoEngine() = default;
     ~DemoEngine() { Stop(); }
-    DemoEngine(const DemoEngine&) = delete;
-    DemoEngine& operator=(const DemoEngine&) = delete;
 
     // Copies ini/ and data.rar of `run` into a fresh folder under `base`,
     // enters it and starts the demo (made by `make` when given) there.
@@ -59,7 +53,8 @@ public:
         return true;
     }
 
-    // One frame; the back buffer is swapped at the next, so it can be read.
+    // One frame; the back buffer is swapped at the next, so it can be read
+    // (bottom row first).
     bool Frame()
     {
         if (frames > 0)
@@ -67,16 +62,6 @@ public:
         SetManualCounter(10 * kFrequency + frames * kTick);
         ++frames;
         return g_engine->Frame();
-    }
-
-    // The back buffer, RGB, bottom row first.
-    std::vector<uint8_t> ReadFrame() const
-    {
-        std::vector<uint8_t> rgb(static_cast<size_t>(g_window->width) * g_window->height * 3);
-        glPixelStorei(GL_PACK_ALIGNMENT, 1);
-        glReadBuffer(GL_BACK);
-        glReadPixels(0, 0, g_window->width, g_window->height, GL_RGB, GL_UNSIGNED_BYTE, rgb.data());
-        return rgb;
     }
 
     // The engine's orderly end (console.log saved), the window, the sound.
