@@ -1,10 +1,9 @@
-// The real program on the X server of xvfb-run, ended the ways a user ends
-// it (close button, Escape, SIGTERM), with a box open at SIGTERM, a lost
-// display, settings deep or behind a byte order mark, and a folder too deep
-// to name; each run's tessimo2.log checked line by line.
+// The real program under xvfb-run: its endings, a box, a lost display, folders.
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
 
 #include <csignal>
 #include <filesystem>
@@ -18,10 +17,10 @@
 #include "platform/display_lost.h"
 #include "platform/path_map.h"
 #include "support/files.h"
+#include "support/picture.h"
 #include "support/private_x_server.h"
 #include "support/process.h"
 #include "support/program_window.h"
-#include "support/window_screen.h"
 
 namespace
 {
@@ -40,9 +39,8 @@ bool LogHas(const std::string& dir, const char* text)
     return ReadText(dir + "/tessimo2.log").find(text) != std::string::npos;
 }
 
-// One run in `dir` ended, once its sound is up (the log has all its start-up
-// lines) and `meanwhile` has run, by the close button ('c'), the Escape key
-// ('e') or SIGTERM ('t'); the log.
+// One run in `dir` ended, once its sound is up and `meanwhile` has run, by the
+// close button ('c'), the Escape key ('e') or SIGTERM ('t'); the log.
 std::string RunProgram(const std::string& dir, char how, const std::function<void()>& meanwhile)
 {
     pid_t pid = StartProgram(dir, "dummy");
@@ -60,20 +58,19 @@ std::string RunProgram(const std::string& dir, char how, const std::function<voi
     {
         // What a window manager sends when the close button is clicked.
         XEvent e{};
-        e.xclient.type = ClientMessage;
-        e.xclient.window = win;
-        e.xclient.message_type = XInternAtom(dpy, "WM_PROTOCOLS", False);
-        e.xclient.format = 32;
+        e.xclient = {
+            ClientMessage, 0, False, dpy, win, XInternAtom(dpy, "WM_PROTOCOLS", False), 32, {}};
         e.xclient.data.l[0] = static_cast<long>(XInternAtom(dpy, "WM_DELETE_WINDOW", False));
-        e.xclient.data.l[1] = CurrentTime;
         XSendEvent(dpy, win, False, NoEventMask, &e);
     }
     else
     {
         // Held down until the program has seen it and ends.
-        EXPECT_EQ(testsupport::SendKeys(kTitle, "keydown Escape"), 0);
+        XSetInputFocus(dpy, win, RevertToParent, CurrentTime);
+        XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, XK_Escape), True, 0);
+        XSync(dpy, False);
         EXPECT_TRUE(WaitFor([&] { return LogHas(dir, "- tessimo has drawn "); }, 10));
-        EXPECT_EQ(system("xdotool keyup Escape > /dev/null 2>&1"), 0);
+        XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, XK_Escape), False, 0);
     }
     if (dpy)
         XCloseDisplay(dpy);
@@ -111,12 +108,11 @@ protected:
 TEST_F(DemoProgram, ThreeWaysToEndGiveTheSameLog)
 {
     const std::string settings = "[3D engine]\nwindow_width=640\nwindow_height=480\n";
-    std::string deep = RunDir();
+    std::string top = RunDir(), deep = top;
     while (deep.size() < 300)
         ASSERT_EQ(mkdir((deep += "/" + std::string(60, 'd')).c_str(), 0755), 0);
-    std::string run = Env("TESSIMO_RUN_DIR");
-    ASSERT_EQ(system(("cp -r '" + run + "/ini' '" + run + "/data.rar' '" + deep + "/'").c_str()),
-              0);
+    for (const char* f : {"/ini", "/data.rar"})
+        std::filesystem::rename(top + f, deep + f);
     WriteText(deep + "/ini/tessimo2.ini", settings);
     std::string defaults = RunDir(), marked = RunDir();
     unlink((defaults + "/ini/tessimo2.ini").c_str());
@@ -181,8 +177,12 @@ TEST_F(DemoProgram, SigtermOpenBoxLostDisplayAndUnnamableFolderEndInOrder)
     WriteText(dir + "/ini/tessimo2.ini",
               "[3D engine]\nfullscreen=TrUe\nwindow_width=640\nwindow_height=480\n");
     pid_t pid = StartProgram(dir, "dummy", {{"TESSIMO_HEADLESS", ""}});
-    EXPECT_TRUE(WaitFor([] { return testsupport::FindProgramWindow("Ruvo GL") != 0; }, 30))
-        << "the box never appeared";
+    Display* dpy = XOpenDisplay(nullptr);
+    ASSERT_NE(dpy, nullptr);
+    auto box = [&]
+    { return testsupport::FindWindowByTitle(dpy, DefaultRootWindow(dpy), "Ruvo GL"); };
+    EXPECT_TRUE(WaitFor([&] { return box() != 0; }, 30)) << "the box never appeared";
+    XCloseDisplay(dpy);
     kill(pid, SIGTERM);
     EXPECT_EQ(WaitExit(pid, 10), 0);
     std::string log = ReadText(dir + "/tessimo2.log");
