@@ -48,15 +48,14 @@ int main(int argc, char** argv)
         fprintf(stderr, "ink_measure: cannot read two pictures of one size\n");
         return 1;
     }
-    auto grey = testsupport::ToGrey(shot.width, shot.height, shot.rgb);
-    auto mask = testsupport::ModelMask(testsupport::ToGrey(solid.width, solid.height, solid.rgb));
-    testsupport::InkMeasures ink = testsupport::MeasureInk(grey, mask);
+    auto mask = testsupport::ModelMask(solid);
+    testsupport::InkMeasures ink = testsupport::MeasureInk(shot, mask);
     printf("crisp %.4f outline %.4f band %.2f stray %ld", ink.crisp, ink.outline, ink.band,
            ink.stray);
     if (ticks >= 0)
     {
         const double centre[3] = {0, -2, -5};
-        auto fit = testsupport::SphereTone(grey, mask, ticks, centre, 5.0);
+        auto fit = testsupport::SphereTone(shot, mask, ticks, centre, 5.0);
         printf(" tone %.4f steps %d samples %ld", fit.correlation, fit.steps, fit.samples);
     }
     printf("\n");

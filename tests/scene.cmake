@@ -1,6 +1,6 @@
 # The scene: the object, the vertex pool and the mesh operations on the CPU
 # (unit); the scene drawn on a real GL context, model files, and
-# tessimo-import's output read back where Assimp is there (gl).
+# tessimo-import's output read back where the tool is built (gl).
 tessimo_test(scene_test LABEL unit
   SOURCES scene_test.cpp
   LIBS tessimo_scene)
@@ -8,7 +8,6 @@ tessimo_test(scene_gl_test LABEL gl
   SOURCES scene_gl_test.cpp
   LIBS tessimo_engine)
 if(TARGET tessimo-import)
-  target_link_libraries(scene_gl_test PRIVATE PkgConfig::ASSIMP)
   target_compile_definitions(scene_gl_test PRIVATE TESSIMO_IMPORT=1)
   add_dependencies(scene_gl_test tessimo-import tessimo_data)
 endif()

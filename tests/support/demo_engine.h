@@ -1,17 +1,13 @@
-// The real demo inside the calling process, for gl suites and the engine
-// fuzzer: the program's start-up (settings, window on SDL's offscreen
-// driver, sound on the dummy driver) in a copy of the built run folder,
-// HatchingDemo's Init, and frames on a stepped clock, one tick of 1/60 s a
-// frame after the first, as tessimo-shot runs them.
+// The real demo in this process, for gl suites and the engine fuzzer: the
+// program's start-up (offscreen window, dummy sound) in a copy of the run
+// folder, and frames on a stepped clock, one tick of 1/60 s a frame after the
+// first, as tessimo-shot runs them.
 #pragma once
-
-#include <GL/gl.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "app/window.h"
 #include "demo/hatching_demo.h"
@@ -29,24 +25,17 @@ public:
     static constexpr int64_t kFrequency = 60000000;
     static constexpr int64_t kTick = kFrequency / 60;
 
-    DemoEngine() = default;
     ~DemoEngine() { Stop(); }
-    DemoEngine(const DemoEngine&) = delete;
-    DemoEngine& operator=(const DemoEngine&) = delete;
 
     // Copies ini/ and data.rar of `run` into a fresh folder under `base`,
-    // enters it and starts the demo there (`make`, when given, makes the
-    // one to start: the engine finds its files in the folder it is made
-    // in). False when the folder can't be made.
+    // enters it and starts the demo (made by `make` when given) there.
     bool Start(const std::string& run, const std::string& base, int32_t width, int32_t height,
                HatchingDemo* (*make)() = nullptr)
     {
-        std::string pattern = base + "/demoXXXXXX";
-        std::vector<char> path(pattern.begin(), pattern.end());
-        path.push_back(0);
+        std::string path = base + "/demoXXXXXX";
         if (!mkdtemp(path.data()))
             return false;
-        folder = path.data();
+        folder = path;
         std::string copy = "cp -r '" + run + "/ini' '" + run + "/data.rar' '" + folder + "/'";
         if (system(copy.c_str()) != 0 || chdir(folder.c_str()) != 0)
             return false;
@@ -64,8 +53,8 @@ public:
         return true;
     }
 
-    // One frame on the stepped clock; the back buffer is left unswapped
-    // until the next Frame, so that it can be read.
+    // One frame; the back buffer is swapped at the next, so it can be read
+    // (bottom row first).
     bool Frame()
     {
         if (frames > 0)
@@ -75,18 +64,7 @@ public:
         return g_engine->Frame();
     }
 
-    // The back buffer, RGB, bottom row first.
-    std::vector<uint8_t> ReadFrame() const
-    {
-        std::vector<uint8_t> rgb(static_cast<size_t>(g_window->width) * g_window->height * 3);
-        glPixelStorei(GL_PACK_ALIGNMENT, 1);
-        glReadBuffer(GL_BACK);
-        glReadPixels(0, 0, g_window->width, g_window->height, GL_RGB, GL_UNSIGNED_BYTE, rgb.data());
-        return rgb;
-    }
-
-    // The engine's orderly end (its console saves console.log), then the
-    // window and the sound; the folder is left for a look afterwards.
+    // The engine's orderly end (console.log saved), the window, the sound.
     void Stop()
     {
         if (!g_engine)

@@ -1,17 +1,12 @@
-// Pictures of what the demo draws: an RGB picture read from a PNG
-// (tessimo-shot's output), and the tools started in a run folder.
+// Pictures of what the demo draws, read from PNG files.
 #pragma once
 
 #include <png.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <string>
-#include <unistd.h>
 #include <vector>
-
-#include "program_window.h"
 
 namespace testsupport
 {
@@ -43,29 +38,9 @@ inline bool ReadPng(const std::string& path, Picture* picture)
     if (!png_image_begin_read_from_file(&image, path.c_str()))
         return false;
     image.format = PNG_FORMAT_RGB;
-    picture->width = static_cast<int>(image.width);
-    picture->height = static_cast<int>(image.height);
+    picture->width = int(image.width), picture->height = int(image.height);
     picture->rgb.resize(PNG_IMAGE_SIZE(image));
     return png_image_finish_read(&image, nullptr, picture->rgb.data(), 0, nullptr) != 0;
-}
-
-// Starts command[0] with its arguments in `dir`, without sound and with
-// message boxes on standard error; standard output and error go to
-// dir/output.txt.
-inline pid_t StartCommand(const std::string& dir, const std::vector<std::string>& command)
-{
-    pid_t pid = fork();
-    if (pid == 0)
-    {
-        if (chdir(dir.c_str()) != 0)
-            _exit(127);
-        setenv("SDL_AUDIODRIVER", "dummy", 1);
-        setenv("TESSIMO_HEADLESS", "1", 1);
-        if (FILE* out = freopen("output.txt", "w", stdout))
-            dup2(fileno(out), 2);
-        ExecCommand(command);
-    }
-    return pid;
 }
 
 } // namespace testsupport
