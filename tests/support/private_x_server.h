@@ -17,8 +17,7 @@ public:
     {
         if (pipe(ends) != 0 || (pid = fork()) != 0)
         {
-            // The display number and a line feed once it takes connections.
-            // The pipe stays open: a write into a closed one ends the server.
+            // The display number, then a line feed; a closed pipe would end it.
             close(ends[1]);
             for (char c = 0; pid > 0 && read(ends[0], &c, 1) == 1 && c != '\n';)
                 display += c;
