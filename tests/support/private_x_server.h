@@ -1,9 +1,8 @@
-// An X server of a test's own (Xvfb on a free display number), for a test
-// that ends the server under a running program.
+// An X server (Xvfb) of a test's own, to end under a running program.
 #pragma once
 
 #include <csignal>
-#include <cstdlib>
+#include <cstdio>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,54 +15,37 @@ class PrivateXServer
 public:
     PrivateXServer()
     {
-        int ends[2];
-        if (pipe(ends) != 0)
-            return;
-        pid = fork();
-        if (pid == 0)
+        if (pipe(ends) != 0 || (pid = fork()) != 0)
         {
-            close(ends[0]);
-            std::string fd = std::to_string(ends[1]);
-            freopen("/dev/null", "w", stderr);
-            execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", "1024x768x24",
-                   "-nolisten", "tcp", static_cast<char*>(nullptr));
-            _exit(127);
+            // The display number, then a line feed; a closed pipe would end it.
+            close(ends[1]);
+            for (char c = 0; pid > 0 && read(ends[0], &c, 1) == 1 && c != '\n';)
+                display += c;
+            display = display.empty() ? "" : ":" + display;
+            return;
         }
-        close(ends[1]);
-        // Xvfb writes the display number and a line feed once it takes
-        // connections. The pipe stays open: a write into a closed one would
-        // end the server.
-        numberPipe = ends[0];
-        std::string number;
-        char c = 0;
-        while (pid > 0 && read(numberPipe, &c, 1) == 1 && c != '\n')
-            number += c;
-        if (!number.empty())
-            display = ":" + number;
+        freopen("/dev/null", "w", stderr);
+        execlp("Xvfb", "Xvfb", "-displayfd", std::to_string(ends[1]).c_str(), "-screen", "0",
+               "1024x768x24", "-nolisten", "tcp", static_cast<char*>(nullptr));
+        _exit(127);
     }
     ~PrivateXServer() { Kill(); }
-    PrivateXServer(const PrivateXServer&) = delete;
-    PrivateXServer& operator=(const PrivateXServer&) = delete;
 
-    // Gone at once, as a crashed server or a dropped connection would be.
+    // Gone at once, as a crashed server would be.
     void Kill()
     {
-        if (pid > 0)
-        {
-            kill(pid, SIGKILL);
+        if (pid > 0 && kill(pid, SIGKILL) == 0)
             waitpid(pid, nullptr, 0);
-        }
-        if (numberPipe >= 0)
-            close(numberPipe);
-        pid = 0;
-        numberPipe = -1;
+        if (ends[0] >= 0)
+            close(ends[0]);
+        pid = 0, ends[0] = -1;
     }
 
     std::string display; // ":N", empty when the server did not start
     pid_t pid = 0;
 
 private:
-    int numberPipe = -1;
+    int ends[2] = {-1, -1};
 };
 
 } // namespace testsupport

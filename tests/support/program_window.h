@@ -1,46 +1,33 @@
-// The real program's surroundings for window suites: a fresh run folder
-// with the built ini/ and data.rar, and its window on the X display the
-// suite runs under. Starting and waiting are in process.h.
+// A run folder for the real program, and its window on the X display.
 #pragma once
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 #include "tests/support/process.h"
 
 namespace testsupport
 {
 
-// A fresh folder under the build tree's tests/runs holding copies of the
-// built data.rar and (when asked) ini/; empty when it can't be made.
+// A fresh folder with the built data.rar (and ini/); empty on failure.
 inline std::string MakeRunDir(bool withIni)
 {
-    std::string base = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
-    mkdir(base.c_str(), 0755);
-    std::string pattern = base + "/runXXXXXX";
-    std::vector<char> buf(pattern.begin(), pattern.end());
-    buf.push_back(0);
-    if (!mkdtemp(buf.data()))
+    std::string dir = Env("TESSIMO_BINARY_DIR") + "/tests/runs";
+    mkdir(dir.c_str(), 0755);
+    dir += "/runXXXXXX";
+    if (!mkdtemp(dir.data()))
         return "";
-    std::string dir = buf.data();
-    std::string run = Env("TESSIMO_RUN_DIR");
-    std::string cmd = "cp -r '" + run + "/data.rar' '" + dir + "/' 2>/dev/null;";
+    std::string run = Env("TESSIMO_RUN_DIR"),
+                cmd = "cp -r '" + run + "/data.rar' '" + dir + "/' 2>/dev/null;";
     if (withIni)
         cmd += "cp -r '" + run + "/ini' '" + dir + "/'";
-    if (system(cmd.c_str()) != 0 && withIni)
-        return "";
-    return dir;
+    return system(cmd.c_str()) != 0 && withIni ? "" : dir;
 }
 
-// The first window below `w` with this title, or 0. WM_NAME is read in any
-// encoding: SDL's message boxes write it as UTF-8.
+// The first window below `w` with this title (in any encoding), or 0.
 inline ::Window FindWindowByTitle(Display* dpy, ::Window w, const char* title)
 {
     XTextProperty name{};
@@ -52,16 +39,13 @@ inline ::Window FindWindowByTitle(Display* dpy, ::Window w, const char* title)
         if (match)
             return w;
     }
-    ::Window root, parent, *children = nullptr;
+    ::Window root, parent, *children = nullptr, found = 0;
     unsigned count = 0;
-    ::Window found = 0;
     if (XQueryTree(dpy, w, &root, &parent, &children, &count))
-    {
         for (unsigned i = 0; i < count && !found; ++i)
             found = FindWindowByTitle(dpy, children[i], title);
-        if (children)
-            XFree(children);
-    }
+    if (children)
+        XFree(children);
     return found;
 }
 

@@ -1,11 +1,9 @@
-// Records every report made while it lives (log, console, box, debug
-// output), each with its destination and as framed for it, through the
-// report path's one hook. Log, console and debug reports still reach their
-// destination; boxes are not shown, and a question is answered with
-// `answer`. Nothing ever blocks a test.
+// Every report made while it lives, as framed, through the report path's
+// hook; only boxes are held back, a question answered with `answer`.
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/report.h"
@@ -15,15 +13,8 @@ namespace testsupport
 
 struct CapturedBox
 {
-    std::string text;
-    std::string caption;
+    std::string text, caption;
     unsigned style;
-};
-
-struct CapturedReport
-{
-    ReportDestination destination;
-    std::string text;
 };
 
 class ReportCapture
@@ -31,20 +22,17 @@ class ReportCapture
 public:
     ReportCapture() { SetReportHook(&ReportCapture::Record, this); }
     ~ReportCapture() { SetReportHook(nullptr, nullptr); }
-    ReportCapture(const ReportCapture&) = delete;
-    ReportCapture& operator=(const ReportCapture&) = delete;
 
-    // The texts that went to `destination`, in order.
     std::vector<std::string> To(ReportDestination destination) const
     {
         std::vector<std::string> texts;
-        for (const CapturedReport& report : reports)
-            if (report.destination == destination)
-                texts.push_back(report.text);
+        for (const auto& [to, text] : reports)
+            if (to == destination)
+                texts.push_back(text);
         return texts;
     }
 
-    std::vector<CapturedReport> reports;
+    std::vector<std::pair<ReportDestination, std::string>> reports;
     std::vector<CapturedBox> boxes;
     int answer = IDYES;
 
