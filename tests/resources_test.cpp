@@ -11,6 +11,7 @@
 
 #include "resources/dib_image.h"
 #include "resources/shader.h"
+#include "resources/vertex_program.h"
 #include "support/material_files.h"
 #include "support/stub_engine.h"
 
@@ -290,6 +291,24 @@ TEST(ShaderFile, DefaultsScanRulesAndLimits)
     WriteMaterialFiles(dir.path, "[" + std::string(255, 'n') + "]\nnbstages=32\nculling=false\n");
     n.Load(engine.shaderDefinitions);
     EXPECT_TRUE(!n.culling && n.stageCount == 32);
+}
+
+// The rejected line: cut at the line feed, the end or 255 characters.
+TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
+{
+    char out[256];
+    const std::string text = "!!ARBvp1.0\r\nBAD line;\nEND";
+    const std::pair<int32_t, const char*> cases[] = {
+        {0, "!!ARBvp1.0\r"}, {12, "BAD line;"}, {11, ""}, {22, "END"}, {25, ""}, {26, ""},
+        {1000, ""},          {-2, ""}};
+    for (auto [position, line] : cases)
+    {
+        CopyErrorLine(text.data(), uint32_t(text.size()), position, out);
+        EXPECT_STREQ(out, line) << position;
+    }
+    std::string longLine = "X" + std::string(1 << 20, 'y');
+    CopyErrorLine(longLine.data(), uint32_t(longLine.size()), 0, out);
+    EXPECT_EQ(std::string(out), "X" + std::string(254, 'y'));
 }
 
 // Glyph code 32 + i inks cell i only, right way up; the default pattern.
