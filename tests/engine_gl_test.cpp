@@ -1,6 +1,5 @@
-// The engine core on a real GL context (SDL's offscreen driver on Mesa):
-// the frame driver on a manual counter, the probes, InitGL, the 2D mode,
-// debug lines, the console at the run's end, and the render state cache.
+// The engine core on a real GL context: frame driver, probes, InitGL, 2D
+// mode, debug lines, the console at the end, the render state cache.
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
@@ -21,20 +20,15 @@
 #include "resources/render_state_cache.h"
 #include "support/files.h"
 #include "support/gl_context.h"
+#include "support/gl_query.h"
 #include "support/report_capture.h"
 
 namespace
 {
 
+using testsupport::Integer;
 using testsupport::ReadText;
 using Lines = std::vector<std::string>;
-
-GLint Integer(GLenum name)
-{
-    GLint v = -1;
-    glGetIntegerv(name, &v);
-    return v;
-}
 
 // Makes `engine` the one g_engine for a scope.
 struct CurrentEngine
@@ -43,8 +37,7 @@ struct CurrentEngine
     ~CurrentEngine() { g_engine = nullptr; }
 };
 
-// One GL context for the suite, in a folder where the log goes; the font's
-// shader has no stage, so Init loads no texture and logs nothing.
+// One GL context for the suite; the font has no stage, so Init logs nothing.
 class EngineGl : public ::testing::Test
 {
 protected:
@@ -85,11 +78,8 @@ public:
 
 constexpr int64_t kFrequency = 1200; // 1/120 s is a whole number of counts
 
-// The first frame after Init runs no tick and publishes one frame a second.
-// At 120 frames a second a tick runs every second frame; the second's sum has
-// to pass 1.0 strictly, so the rate comes with frame 121 and holds a second.
-// After a stall: a frame shorter than a tick runs none, the rest carries
-// over; a backlog just under a second runs 59 ticks, a second or more none.
+// Ticks at 120 frames a second, the rate from frame 121, stalls and
+// carried remainders, a backlog; then the update and render percentages.
 TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
 {
     int64_t now = 1000 * kFrequency; // a machine that has run for a while
@@ -117,9 +107,7 @@ TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
                       5 * kFrequency, kFrequency})
         counts.push_back(engine.FrameAfter(now, f));
     EXPECT_EQ(counts, (std::vector<int>{0, 0, 1, 0, 59, 0, 0, 0}));
-    // Each tick takes 2 counts (1/600 s); half of the rest of each 1/10 s
-    // frame is spent drawing. The second's sum passes 1.0 within the eleventh
-    // frame at the latest, which publishes the frames before it plus itself.
+    // 2 counts a tick; half of each 1/10 s frame drawing; published by frame 11.
     UseManualCounter(kFrequency, now = 50 * kFrequency, 0);
     CountingEngine timed;
     timed.stats.stepTimer.Reset(), timed.stats.statsTimer.Reset(), timed.FrameAfter(now, 0);
@@ -147,8 +135,7 @@ TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
     UseSystemCounter();
 }
 
-// Every probe's flag is what the driver lists, the console lines stand in
-// the probes' order; extension names match whole words, by case.
+// Each probe's flag and console line match the driver's whole-word list.
 TEST_F(EngineGl, ProbesMatchTheDriver)
 {
     std::istringstream in(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)));
@@ -168,7 +155,6 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
                           c.hasTransposeMatrix,  c.hasTexEnvCombine,     c.hasTexEnvDot3,
                           c.hasGenerateMipmap,   c.hasVertexProgram,     c.hasTexture3D};
     const char* const probes[][3] = {
-        // the extension, or either of two, and the console line
         {"GL_ARB_multitexture", "", "> multitexturing supported"},
         {"GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
          "> texture egde clamping supported"},
@@ -196,11 +182,8 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
     for (uint32_t i = 0; i < static_cast<const Console*>(engine.console)->HeldLines(); ++i)
         lines.push_back(static_cast<const Console*>(engine.console)->Line(i));
     EXPECT_EQ(lines, expected);
-    EXPECT_EQ((std::vector<int>{engine.capabilities.maxTextureUnits > 1,
-                                engine.capabilities.maxTextureUnits,
-                                engine.programLimits.maxVertexAttribs}),
-              (std::vector<int>{1, units, attribs}));
-    // Limits the driver answers only per program target are read there.
+    EXPECT_EQ((std::vector<int>{c.maxTextureUnits, engine.programLimits.maxVertexAttribs}),
+              (std::vector<int>{units, attribs}));
     EXPECT_TRUE(engine.programLimits.maxProgramInstructions > 0 &&
                 engine.programLimits.maxProgramEnvParameters > 0 &&
                 engine.programLimits.maxProgramMatrices > 0);
@@ -211,9 +194,7 @@ TEST_F(EngineGl, ProbesMatchTheDriver)
               (std::vector<bool>{true, false, false, false}));
 }
 
-// InitGL sets every state it owns, each moved away first. A perspective of
-// height 0 takes 1; the 2D mode is a y-down orthographic view without
-// lighting or depth test, which stays off until something asks for it.
+// InitGL sets each state it owns; height 0 takes 1; 2D is y-down, unlit.
 TEST_F(EngineGl, InitGLPerspectiveAnd2DMode)
 {
     glClearColor(0, 1, 1, 1), glClearDepth(0.25), glClearStencil(3), glDepthFunc(GL_ALWAYS);
@@ -257,10 +238,7 @@ TEST_F(EngineGl, InitGLPerspectiveAnd2DMode)
     glEnable(GL_LIGHTING), glEnable(GL_DEPTH_TEST);
 }
 
-// Debug lines go through the cache: unit 0, lighting and texturing off,
-// culling off for a line only, no shader current; a line across the view is
-// read back white. Teardown reports the registries in the console and saves
-// it to console.log in the current directory.
+// Debug lines reset the cache's state and draw white; teardown saves the console.
 TEST_F(EngineGl, DebugLinesAndTheConsoleSavedAtTeardown)
 {
     std::string saved = dir->path + "/console.log";
@@ -300,9 +278,7 @@ TEST_F(EngineGl, DebugLinesAndTheConsoleSavedAtTeardown)
     std::remove(saved.c_str());
 }
 
-// The demo stops on Escape. Its rate scales the integer product by the float
-// constant in single precision (625, 4375 ... 19375 print otherwise at 1272
-// polygons); the format buffer ignores a null format and cuts at 255.
+// Escape stops the demo; its rate in single precision; format buffer limits.
 TEST_F(EngineGl, DemoStopsOnEscapeAndPrintsItsRate)
 {
     HatchingDemo demo;
@@ -325,8 +301,7 @@ TEST_F(EngineGl, DemoStopsOnEscapeAndPrintsItsRate)
     EXPECT_EQ(std::strlen(first), 255u);
 }
 
-// The cache sends a change only where its mirror differs (GL changed behind
-// its back stays); each capability has its own switch, units their tables.
+// The cache sends a change only where its mirror differs.
 TEST_F(EngineGl, RenderStateCacheSendsOnlyChanges)
 {
     Engine engine;
@@ -354,8 +329,7 @@ TEST_F(EngineGl, RenderStateCacheSendsOnlyChanges)
         EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
         cache.Enable(caps[i], false);
     }
-    // Each setter after GL was moved behind its back: the same value sends
-    // nothing, a change (there and back) sends it.
+    // After GL moved behind its back: the same value sends nothing, a change does.
     std::vector<GLint> values;
     auto read = [&](GLenum name) { values.push_back(-1), glGetIntegerv(name, &values.back()); };
     glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start

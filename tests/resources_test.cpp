@@ -1,7 +1,5 @@
-// Resources without GL: the bitmap decoder against the pictures it was
-// written from, the token table against the GL headers, the definition
-// reader on an engine whose registries only record, the error line of a
-// rejected vertex program, and the textures tessimo-font makes.
+// Resources without GL: bitmap decoder, token table, definition reader on a
+// recording engine, and the textures tessimo-font makes.
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
@@ -31,9 +29,7 @@ BmpOptions Options(uint32_t bits, uint32_t compression, std::array<uint32_t, 3> 
     return {bits, compression, {masks[0], masks[1], masks[2]}};
 }
 
-// Every depth and compression, with and without file header, each header
-// size the depth allows, bottom-up and top-down, odd sizes; channels
-// narrower than 8 bits within the tolerance, true-colour corners exact.
+// Every depth, compression, header and orientation gives the picture.
 TEST(DibDecode, EveryVariantGivesThePicture)
 {
     const std::tuple<uint32_t, BmpOptions, int> variants[] = {
@@ -80,9 +76,7 @@ TEST(DibDecode, EveryVariantGivesThePicture)
     EXPECT_GT(decoded, 200);
 }
 
-// Run-length codes of both depths: repeats (nibbles alternating), literals
-// with their padding, delta moves, an early end of line and of bitmap (the
-// rest stays black), a run past the right edge.
+// RLE4/8: repeats, literals, deltas, early ends, a run past the edge.
 TEST(DibDecode, RunLengthCodes)
 {
     const std::tuple<uint32_t, Bytes, const char*> cases[] = {
@@ -164,8 +158,7 @@ TEST(DibDecode, HostileInputFailsWithTheRightKind)
         EXPECT_EQ(result(cases[i].first), cases[i].second) << "case " << i;
 }
 
-// The token table's values are those of the GL headers, and every name the
-// shipped definitions use is in it.
+// Token values match the GL headers; every name used is listed.
 TEST(TokenTable, MatchesTheGlHeadersAndListsEveryUse)
 {
     std::map<std::string, unsigned long> headers;
@@ -197,7 +190,6 @@ TEST(TokenTable, MatchesTheGlHeadersAndListsEveryUse)
 
 using Floats = std::vector<float>;
 using Enums = std::vector<uint32_t>;
-// The colours and shininess, or a stage's scales, scale and scroll speed.
 Floats Numbers(const Material& m)
 {
     Floats f;
@@ -210,7 +202,6 @@ Floats Numbers(const ShaderStage& s)
     return {s.rgbScale, s.alphaScale, s.scale.x,       s.scale.y,
             s.scale.z,  s.scale.w,    s.scrollSpeed.x, s.scrollSpeed.y};
 }
-// The shader's switches and enums, or a stage's enums (tcgen first) and flags.
 Enums Switches(const Shader& s)
 {
     return {s.culling,          s.ccw,       s.depthTest, s.depthMask, s.blending,
@@ -223,12 +214,7 @@ Enums Switches(const ShaderStage& st)
             st.combineAlpha, st.tcgenEnabled, st.staticTransform};
 }
 
-// A missing section gives every default; without a token file every token
-// is all bits set. Words are scanned one at a time: "(0.5," is one word, so
-// the numbers shift by one; "0.5,0.25," scans 0.5, then ",0.25," is the next
-// word. Only "true" is true, "none" in lower case only, a number is a key.
-// Stage counts are clamped to the record; a name that fills the record cuts
-// the stage sections, and still loads.
+// Defaults, absent tokens, word-by-word scanning, stage count clamps, long names.
 TEST(ShaderFile, DefaultsScanRulesAndLimits)
 {
     TempDir dir;
@@ -307,6 +293,7 @@ TEST(ShaderFile, DefaultsScanRulesAndLimits)
     EXPECT_TRUE(!n.culling && n.stageCount == 32);
 }
 
+// The rejected line: cut at the line feed, the end or 255 characters.
 TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
 {
     char out[256];
@@ -324,9 +311,7 @@ TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
     EXPECT_EQ(std::string(out), "X" + std::string(254, 'y'));
 }
 
-// tessimo-font's glyph sheet: dark ink, code 32 + i in cell i from the top
-// left, 16 texels a side, inside its cell, the right way up (an underscore
-// low, a caret high); and the default pattern in magenta and black.
+// Glyph code 32 + i inks cell i only, right way up; the default pattern.
 TEST(FontTool, EveryPrintableGlyphHasInkInsideItsOwnCell)
 {
     std::string generated = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/";
