@@ -272,29 +272,6 @@ TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
     }
 }
 
-// The packer uses every symbol kind, delta tables, and audio for RGB(A).
-TEST(ArchiveRoundTrip, PackerUsesEveryKindOfSymbol)
-{
-    RarWriterOptions options;
-    options.solid = true;
-    RarPacker packer(options);
-    Bytes text = SourceText(400000), rgb = Image(200, 200, 3, 3), rgba = Image(128, 128, 4, 4);
-    packer.Pack(text.data(), uint32_t(text.size()), false, false);
-    packer.Pack(rgb.data(), uint32_t(rgb.size()), true, false);
-    packer.Pack(rgba.data(), uint32_t(rgba.size()), true, false);
-    const RarPackerStats& s = packer.stats;
-    EXPECT_GT(std::min({s.literals, s.lastMatches, s.shortMatches, s.longMatches}), 0u);
-    for (uint64_t r : s.repeats)
-        EXPECT_GT(r, 0u);
-    EXPECT_GT(s.tableSets, 3u);
-    EXPECT_GT(s.deltaTableSets, 0u);
-    EXPECT_EQ(Bytes(s.audioEntries, s.audioEntries + 5), Bytes({1, 0, 0, 1, 1}));
-    RarWriterOptions lzOnly;
-    lzOnly.audio = 0;
-    Bytes image = Image(512, 512, 3, 7);
-    EXPECT_LT(Write({{"i", image}}, {}).size() * 10, Write({{"i", image}}, lzOnly).size() * 9);
-}
-
 // One name from the disk (caselessly) and from an archive; reads past the end move nothing.
 TEST(ArchiveFileBuffer, DiskPathsReadsAndArchive)
 {
