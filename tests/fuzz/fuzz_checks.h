@@ -1,5 +1,4 @@
-// What every console fuzz target checks after each step: the typed line,
-// the recalled line and every log line terminated within their buffers.
+// Console buffers every console fuzz target checks: all lines terminated.
 #pragma once
 
 #include <cstdlib>

@@ -1,9 +1,4 @@
-// Fuzzes the console: an input whose first byte is even is a series of
-// lines for Execute; an odd one is a stream of key presses for Update, each
-// byte flipping its key in the key array and a 0 byte ending a frame. The
-// commands keep their names and kinds but touch no GL (stand-in handlers),
-// and there is no engine, so Draw draws nothing. After each step the typed
-// line and every log line must be terminated within their buffers.
+// Fuzzes the console: even first byte, lines for Execute; odd, key presses (0 ends a frame).
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -55,9 +50,7 @@ void RunKeys(Console& console, const uint8_t* bytes, size_t size)
 
 } // namespace
 
-// savelog writes console.log into the working folder: a private one. (The
-// lines Printf echoes to standard error are silenced with -close_fd_mask=2
-// when fuzzing; crash reports still come through.)
+// savelog writes console.log here: a private folder.
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     char folder[] = "/tmp/fuzz_consoleXXXXXX";

@@ -1,8 +1,4 @@
-// Fuzzes the bitmap decoder: the input is a bitmap file or a bare DIB.
-// Anything may fail; a failure must leave the image empty, a success must
-// give a whole image of the size it claims, and nothing may crash, overrun
-// or leak.
-
+// Fuzzes the bitmap decoder: a failure leaves the image empty, a success is whole.
 #include "resources/dib_image.h"
 
 #include <cstdint>

@@ -1,10 +1,4 @@
-// Fuzzes the real engine: the demo started once on SDL's offscreen GL
-// context. An input whose first byte is even is lines, each run by the
-// console's Execute (or, for "!name argument", an engine operation no
-// command reaches) and followed by a frame; an odd one is key presses, each
-// byte flipping its key and a 0 byte ending a frame. After every step,
-// whatever holds a texture, shader or program must hold a live one; after
-// each input the engine goes back to where Init left it.
+// Fuzzes the demo on offscreen GL: console lines, "!op argument" or keys; held objects live.
 #include <GL/gl.h>
 
 #include <algorithm>
@@ -31,8 +25,7 @@
 namespace
 {
 
-// Remembers what the console takes off the texture list, so that the reset
-// can destroy it: a removed texture is owned by nobody.
+// Keeps what the console takes off the texture list for the reset to destroy.
 class FuzzDemo : public HatchingDemo
 {
 public:
@@ -91,8 +84,7 @@ std::vector<void*> Entries(const ResourceList* list)
     return entries;
 }
 
-// Every pointer that the registries, the font, the meshes and the shaders
-// hold, in a fixed order: equal snapshots mean nothing needs rebuilding.
+// Every pointer held, in a fixed order: equal snapshots need no rebuild.
 std::vector<void*> Snapshot()
 {
     std::vector<void*> held = Entries(demo->textures);
@@ -174,9 +166,7 @@ void Remember()
     baseline = Snapshot();
 }
 
-// Nothing holds anything any more, and every object goes, listed or not;
-// then the shaders are asked for again in the order Init asked for them
-// (the meshes and the art map find theirs through the registry's news).
+// Drops every object, then asks for the shaders again in Init's order.
 void Rebuild()
 {
     demo->SetShader(nullptr);
@@ -228,10 +218,7 @@ void Restore()
 
 constexpr int kMaxSteps = 24;
 
-// A display mode switch makes the window and context anew; after about a
-// thousand in one process the offscreen driver makes no context any more
-// and the sanitized run dies inside its EGL. Past a budget such lines are
-// skipped, so that a long run keeps finding what is ours.
+// Offscreen EGL gives out after ~1000 context remakes: mode switches are capped.
 bool SwitchesMode(const char* line)
 {
     static int switches = 0;
@@ -279,9 +266,7 @@ void RunKeys(const uint8_t* bytes, size_t size)
 
 } // namespace
 
-// The demo runs in a folder of its own under /tmp (its log, console.log),
-// on a small offscreen window. (The lines the console echoes to standard
-// error are silenced with -close_fd_mask=2 when fuzzing.)
+// The demo runs from /tmp on a small offscreen window.
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     runner = new testsupport::DemoEngine;
@@ -301,9 +286,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
     if (size == 0)
         return 0;
-    // A crash inside the GL driver can take the process down before
-    // libFuzzer saves the input: FUZZ_ENGINE_LAST names a file that holds
-    // the input running at the time.
+    // FUZZ_ENGINE_LAST keeps the running input, for a crash in the GL driver.
     static const char* last = getenv("FUZZ_ENGINE_LAST");
     if (last)
         if (FILE* file = fopen(last, "wb"))

@@ -1,8 +1,4 @@
-// Fuzzes the model file reader: MeshSet reads the input from memory, its
-// meshes taking their render arrays from a 1 MiB vertex pool. Every mesh
-// that loads must be whole: its faces name only its own vertices, and its
-// render arrays lie inside the pool. Nothing may crash, overrun or leak.
-
+// Fuzzes the model reader: every mesh that loads is whole and inside the vertex pool.
 #include "archive/file_buffer.h"
 #include "resources/engine_base.h"
 #include "resources/vertex_array_pool.h"
@@ -15,8 +11,7 @@
 namespace
 {
 
-// An engine with nothing but the pool: no GL, no console, and no
-// materials (the reader is what is fuzzed, not the registry).
+// An engine with nothing but the vertex pool.
 class FuzzEngine : public EngineBase
 {
 public:

@@ -1,8 +1,4 @@
-// Fuzzes the settings reader: the input is the text of an INI file, read
-// for the keys the program and the materials ask for, into buffers of the
-// sizes they use. Nothing may crash, overrun or leak, and every result must
-// be terminated within its buffer.
-
+// Fuzzes the settings reader: every result terminated within its buffer.
 #include "platform/profile.h"
 
 #include <cstdint>

@@ -1,12 +1,4 @@
-// Fuzzes the shader definition reader: the input is split at its first NUL
-// byte into the text of Shaders.ini and that of tokens.ini (without a NUL,
-// one text serves as both), written into a start directory, and loaded
-// under the names the program asks for, the input's first section name and
-// a name that fills the 256-character record; each shader is then loaded
-// again and ticked. The registries only record, so no GL is needed.
-// Nothing may crash, overrun or leak, and the stage count must stay within
-// the record.
-
+// Fuzzes the shader reader: Shaders.ini NUL tokens.ini, loaded under several names.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,8 +1,4 @@
-// Fuzzes the Targa reader the way the texture loader drives it: the input
-// is written to a file, opened through FileBuffer and read. A success must
-// hand out width * height pixels inside the buffer; nothing may crash,
-// overrun or leak.
-
+// Fuzzes the Targa reader through a file: a success hands out its pixels in the buffer.
 #include "archive/file_buffer.h"
 #include "resources/targa_image.h"
 
