@@ -63,7 +63,7 @@ TEST_F(ConsoleKeys, FrenchMapWithShiftAndAltGrInStepOrder)
     Frame({VK_ESCAPE, VK_F1});
     Frame({VK_OEM_7});
     Frame({'B', VK_RETURN, VK_TAB, VK_BACK});
-    EXPECT_EQ(std::make_tuple(input.keys[VK_ESCAPE], input.keys[VK_F1], input.keys['B'],
+    EXPECT_EQ(std::make_tuple(input.keys[VK_ESCAPE], input.keys[VK_F1], input.keys[int('B')],
                               input.keys[VK_RETURN], input.keys[VK_TAB], input.keys[VK_BACK],
                               input.keys[VK_OEM_7]),
               std::make_tuple(1, 1, 1, 1, 1, 1, 0));

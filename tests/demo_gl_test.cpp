@@ -55,7 +55,9 @@ protected:
         testsupport::ToolRun run = testsupport::RunTool(more);
         WriteText(dir + "/output.txt", run.out + run.err);
         if (run.status == 0)
+        {
             EXPECT_TRUE(testsupport::ReadPng(dir + "/" + name, picture));
+        }
         return run.status;
     }
     std::vector<std::string> dirs;

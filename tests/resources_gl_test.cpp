@@ -438,7 +438,8 @@ TEST_F(ResourcesGl, PrintDrawsEachCharacterFromItsCell)
     ScreenFont* font = engine->font;
     engine->SetShader(nullptr), font->Print(0, 0, nullptr);
     EXPECT_EQ(engine->currentShader, nullptr) << "a null format binds nothing";
-    font->Print(0, 0, "");
+    const char* empty = "";
+    font->Print(0, 0, empty);
     EXPECT_TRUE(font->shader && engine->currentShader == font->shader);
     glClearColor(0, 0, 0, 0), glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     engine->Begin2D(256, 256), glColor4f(1, 1, 1, 1);

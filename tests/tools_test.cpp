@@ -123,7 +123,9 @@ TEST(ToolConvention, FailedRunsAndUnwritableOutputsLeaveNothingBehind)
         EXPECT_TRUE(r.status == 1 && Lines(r.err).size() == 1 && r.err.rfind(tool + ": ", 0) == 0)
             << r.err;
         if (!f[2].empty())
+        {
             EXPECT_EQ(r.err, tool + ": " + f[2] + "\n");
+        }
         EXPECT_EQ(Listing(temp.path), before);
         EXPECT_TRUE(std::filesystem::is_character_file(full));
     }
