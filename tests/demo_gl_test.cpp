@@ -25,21 +25,9 @@ using testsupport::Picture;
 using testsupport::ReadText;
 using testsupport::WriteText;
 
-class DemoShot : public ::testing::Test
+class DemoShot : public testsupport::RunDirTest
 {
 protected:
-    void TearDown() override
-    {
-        std::error_code ec;
-        for (const std::string& dir : dirs)
-            if (!HasFailure())
-                std::filesystem::remove_all(dir, ec);
-    }
-    std::string RunDir() // a run folder with the built ini/ and data.rar
-    {
-        dirs.push_back(testsupport::MakeRunDir(true));
-        return dirs.back();
-    }
     // One run of tessimo-shot on `dir`, without sound, boxes on standard
     // error; the picture in dir/<name>, what it wrote in dir/output.txt.
     static int Shot(const std::string& dir, long ticks, const std::string& size,
@@ -60,7 +48,6 @@ protected:
         }
         return run.status;
     }
-    std::vector<std::string> dirs;
 };
 
 // A user's model as OBJ: a sphere of radius 5 (64 around, 32 down) or a

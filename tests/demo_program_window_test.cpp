@@ -83,24 +83,7 @@ const std::string kClosing = // the lines that end a log
 - shutting down at \d+h \d+m \d+s
 $)";
 
-class DemoProgram : public ::testing::Test
-{
-protected:
-    void TearDown() override
-    {
-        std::error_code ec;
-        for (const std::string& dir : dirs)
-            if (!HasFailure())
-                std::filesystem::remove_all(dir, ec);
-    }
-    std::string RunDir(bool withIni = true) // a fresh one: data.rar and, if asked, ini/
-    {
-        dirs.push_back(testsupport::MakeRunDir(withIni));
-        EXPECT_FALSE(dirs.back().empty());
-        return dirs.back();
-    }
-    std::vector<std::string> dirs;
-};
+using DemoProgram = testsupport::RunDirTest;
 
 // Three runs ended three ways give every line of a normal run, the same but
 // for numbers: settings in a folder deeper than 300 characters, none (the

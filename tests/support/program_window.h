@@ -4,8 +4,11 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <filesystem>
+#include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
 #include "tests/support/process.h"
 
@@ -26,6 +29,27 @@ inline std::string MakeRunDir(bool withIni)
         cmd += "cp -r '" + run + "/ini' '" + dir + "/'";
     return system(cmd.c_str()) != 0 && withIni ? "" : dir;
 }
+
+// A suite's run folders, made by RunDir and removed after a test that
+// passed (kept after a failure, to be looked at).
+class RunDirTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        std::error_code ec;
+        for (const std::string& dir : dirs)
+            if (!HasFailure())
+                std::filesystem::remove_all(dir, ec);
+    }
+    std::string RunDir(bool withIni = true)
+    {
+        dirs.push_back(MakeRunDir(withIni));
+        EXPECT_FALSE(dirs.back().empty());
+        return dirs.back();
+    }
+    std::vector<std::string> dirs;
+};
 
 // The first window below `w` with this title (in any encoding), or 0.
 inline ::Window FindWindowByTitle(Display* dpy, ::Window w, const char* title)
