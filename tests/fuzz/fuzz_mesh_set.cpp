@@ -1,8 +1,8 @@
 // Fuzzes the model reader: every mesh that loads is whole and inside the vertex pool.
 #include "archive/file_buffer.h"
-#include "resources/engine_base.h"
 #include "resources/vertex_array_pool.h"
 #include "scene/mesh_set.h"
+#include "tests/support/stub_engine.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -12,20 +12,10 @@ namespace
 {
 
 // An engine with nothing but the vertex pool.
-class FuzzEngine : public EngineBase
+class FuzzEngine : public testsupport::NoGlEngine
 {
 public:
-    void Begin2D(double, double) override {}
-    void End2D() override {}
-    bool Frame() override { return true; }
-    bool Init() override { return true; }
-    bool ExtensionSupported(const char*) override { return false; }
-    int32_t GetFps() override { return 0; }
-    void EndFrame() override {}
     Shader* AddShader(const char*) override { return nullptr; }
-    void DrawLine(const Vec4&, const Vec4&) override {}
-    void DrawTriangle(const Vec4[3]) override {}
-    void DrawRay(const Vec4[2]) override {}
 };
 
 bool Inside(const VertexArrayPool& pool, const void* block, uint64_t bytes)

@@ -19,14 +19,10 @@ namespace testsupport
 // A texture's name with its wraps S and T and its filters mag and min.
 using TextureRequest = std::pair<std::string, std::vector<GLenum>>;
 
-class StubEngine : public EngineBase
+// The engine's frame, drawing and probes as no-ops: the registries alone.
+class NoGlEngine : public EngineBase
 {
 public:
-    explicit StubEngine(const std::string& directory)
-    {
-        snprintf(startDirectory, sizeof startDirectory, "%s", directory.c_str());
-        shaderDefinitions.SetFile((directory + "\\Ini\\Shaders.ini").c_str());
-    }
     void Begin2D(double, double) override {}
     void End2D() override {}
     bool Frame() override { return true; }
@@ -37,6 +33,16 @@ public:
     void DrawLine(const Vec4&, const Vec4&) override {}
     void DrawTriangle(const Vec4*) override {}
     void DrawRay(const Vec4*) override {}
+};
+
+class StubEngine : public NoGlEngine
+{
+public:
+    explicit StubEngine(const std::string& directory)
+    {
+        snprintf(startDirectory, sizeof startDirectory, "%s", directory.c_str());
+        shaderDefinitions.SetFile((directory + "\\Ini\\Shaders.ini").c_str());
+    }
 
     Texture* AddTexture(const char* name, GLenum wrapS, GLenum wrapT, GLenum magFilter,
                         GLenum minFilter) override
