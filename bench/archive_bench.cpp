@@ -1,39 +1,24 @@
-// Archive extraction throughput (RarExtract) next to zlib's inflate of the
-// same bytes, and the size of our writer's archive next to zlib at level 9,
-// on a mixed corpus of at least 16 MiB built here (text and pictures the
-// same on every run, binaries whatever the build folder holds):
-//
-//   text    the project's sources, and text drawn word by word from their
-//           vocabulary
-//   binary  object files, libraries and programs of the build
-//   image   uncompressed 24- and 32-bit pictures: smooth shapes, texture and
-//           sensor noise
+// Archive extraction (RarExtract) against zlib's inflate of the same bytes,
+// and our writer's archive size against zlib -9, on a mixed corpus of at
+// least 16 MiB: the project's sources and text drawn from their words, the
+// build's objects, libraries and programs, and uncompressed 24- and 32-bit
+// pictures. Entries go into one non-solid archive (and one zlib stream
+// each), so each is extracted on its own, as the engine loads its assets.
 //
 //   build/bench/archive_bench [--benchmark_filter=...]
-//
-// It prints the sizes first (rar/zlib below 1 is smaller), then the timings,
-// then each extraction rate against inflate's (ratio above 1 is faster).
-//
-// Entries go into one non-solid archive (and one zlib stream each), so that
-// each is extracted on its own, as the engine loads its assets.
-
 #include "archive/rar.h"
 #include "archive/rar_writer.h"
+#include "bench_support.h"
 
-#include <benchmark/benchmark.h>
 #include <zlib.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <dirent.h>
-#include <map>
+#include <filesystem>
+#include <fstream>
 #include <random>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 namespace
@@ -43,62 +28,53 @@ using Bytes = std::vector<uint8_t>;
 
 struct Entry
 {
-    std::string name;
-    std::string kind;
-    Bytes data;
-    Bytes zlib; // level 9
+    std::string name, kind;
+    Bytes data, zlib; // zlib: level 9
 };
 
 std::vector<Entry> g_entries;
 std::string g_archivePath;
 
-Bytes ReadFile(const std::string& path)
+bool In(const Entry& e, const std::string& kind)
 {
-    Bytes out;
-    FILE* f = fopen(path.c_str(), "rb");
-    if (!f)
-        return out;
-    uint8_t chunk[65536];
-    size_t n;
-    while ((n = fread(chunk, 1, sizeof(chunk), f)) > 0)
-        out.insert(out.end(), chunk, chunk + n);
-    fclose(f);
-    return out;
+    return kind.empty() || e.kind == kind;
 }
 
-// Files under `dir` whose names end in one of `suffixes`, sorted.
-void FindFiles(const std::string& dir, const std::vector<std::string>& suffixes,
-               std::vector<std::string>* out, int depth = 0)
+Bytes ReadFile(const std::string& path)
 {
-    DIR* d = opendir(dir.c_str());
-    if (!d || depth > 6)
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+// Files under `dir` whose names end in one of `suffixes`, hidden ones and
+// the top level's build folders left out, in the order of a walk through
+// sorted folders ('/' sorts first).
+std::vector<std::string> FindFiles(const std::string& dir, const std::vector<std::string>& suffixes)
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> out;
+    for (auto it = fs::recursive_directory_iterator(dir); it != fs::end(it); ++it)
     {
-        if (d)
-            closedir(d);
-        return;
-    }
-    std::vector<std::string> names;
-    while (dirent* e = readdir(d))
-        if (e->d_name[0] != '.')
-            names.push_back(e->d_name);
-    closedir(d);
-    std::sort(names.begin(), names.end());
-    for (const std::string& n : names)
-    {
-        std::string path = dir + "/" + n;
-        struct stat st;
-        if (stat(path.c_str(), &st) != 0)
-            continue;
-        if (S_ISDIR(st.st_mode))
+        std::string n = it->path().filename();
+        if (it->is_directory())
         {
-            if (depth > 0 || n.rfind("build", 0) != 0)
-                FindFiles(path, suffixes, out, depth + 1);
+            if (n[0] == '.' || it.depth() >= 6 || (it.depth() == 0 && n.rfind("build", 0) == 0))
+                it.disable_recursion_pending();
         }
-        else
+        else if (n[0] != '.')
             for (const std::string& s : suffixes)
                 if (n.size() > s.size() && n.compare(n.size() - s.size(), s.size(), s) == 0)
-                    out->push_back(path);
+                    out.push_back(it->path());
     }
+    auto key = [](char c) { return c == '/' ? 0 : int(uint8_t(c)); };
+    std::sort(out.begin(), out.end(),
+              [&](const std::string& a, const std::string& b)
+              {
+                  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                                      [&](char x, char y)
+                                                      { return key(x) < key(y); });
+              });
+    return out;
 }
 
 void Add(const std::string& name, const std::string& kind, Bytes data)
@@ -111,29 +87,22 @@ void Add(const std::string& name, const std::string& kind, Bytes data)
 // with the frequencies they have there, in lines of source-like length.
 void AddText(size_t total)
 {
-    std::vector<std::string> files;
-    FindFiles(TESSIMO_SOURCE_DIR, {".cpp", ".h", ".cmake", ".md", ".txt"}, &files);
     Bytes sources;
-    for (const std::string& f : files)
+    for (const std::string& f :
+         FindFiles(TESSIMO_SOURCE_DIR, {".cpp", ".h", ".cmake", ".md", ".txt"}))
     {
         Bytes b = ReadFile(f);
         if (sources.size() + b.size() > total / 4)
             break;
         sources.insert(sources.end(), b.begin(), b.end());
     }
-    std::vector<std::string> words;
-    std::string word;
+    std::vector<std::string> words(1);
     for (uint8_t c : sources)
-    {
-        if (c == ' ' || c == '\n')
-        {
-            if (!word.empty())
-                words.push_back(word);
-            word.clear();
-        }
-        else
-            word += char(c);
-    }
+        if (c != ' ' && c != '\n')
+            words.back() += char(c);
+        else if (!words.back().empty())
+            words.emplace_back();
+    words.pop_back(); // empty, or a word no separator ended
     std::mt19937 rng(1);
     Bytes text;
     while (text.size() + sources.size() < total && !words.empty())
@@ -154,22 +123,15 @@ void AddText(size_t total)
                   text.begin() + std::min(text.size(), (i + 1) * 1048576)));
 }
 
-// Binaries of the build: objects, libraries, programs (not this one).
 void AddBinaries(size_t total)
 {
-    std::vector<std::string> files;
-    FindFiles(TESSIMO_BINARY_DIR, {".o", ".a", "-rar", "_test"}, &files);
     size_t used = 0;
-    for (const std::string& f : files)
+    for (const std::string& f : FindFiles(TESSIMO_BINARY_DIR, {".o", ".a", "-rar", "_test"}))
     {
         Bytes b = ReadFile(f);
-        if (b.size() > 4 * 1048576)
-            b.resize(4 * 1048576);
-        if (used + b.size() > total)
-            b.resize(total - used);
+        b.resize(std::min({b.size(), size_t(4 * 1048576), total - used}));
         used += b.size();
-        std::string name = f.substr(f.find_last_of('/') + 1);
-        Add("bin\\" + name, "binary", std::move(b));
+        Add("bin\\" + f.substr(f.find_last_of('/') + 1), "binary", std::move(b));
         if (used >= total)
             break;
     }
@@ -193,14 +155,12 @@ float Noise(int x, int y, int scale, uint32_t seed)
     return top + (bottom - top) * fy;
 }
 
-// A picture: colour from a few octaves of noise, a little sensor noise,
-// alpha (for 4 bytes a pixel) as a soft mask. Rows bottom-up, BGR(A), as a
-// Targa file holds them.
+// A picture as a Targa file holds it (BGR(A)): colour from a few octaves of
+// noise, a little sensor noise, alpha (4 bytes a pixel) as a soft mask.
 Bytes Picture(int width, int height, int depth, uint32_t seed)
 {
     std::mt19937 rng(seed);
     Bytes out;
-    out.reserve(size_t(width) * height * depth);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)
         {
@@ -209,10 +169,8 @@ Bytes Picture(int width, int height, int depth, uint32_t seed)
             float hue = Noise(x, y, 300, seed + 3);
             float rgb[3] = {v * (0.6f + 0.4f * hue), v * 0.9f, v * (1.0f - 0.5f * hue)};
             for (int c = 2; c >= 0; --c)
-            {
-                int value = int(rgb[c] * 255.0f) + int(rng() % 5) - 2;
-                out.push_back(uint8_t(std::min(255, std::max(0, value))));
-            }
+                out.push_back(
+                    uint8_t(std::clamp(int(rgb[c] * 255.0f) + int(rng() % 5) - 2, 0, 255)));
             if (depth == 4)
                 out.push_back(uint8_t(Noise(x, y, 200, seed + 4) > 0.5f ? 255 : 0));
         }
@@ -229,8 +187,7 @@ void BuildCorpus()
     size_t total = 0;
     for (const Entry& e : g_entries)
         total += e.data.size();
-    // Top up with more text should the build have few binaries yet.
-    if (total < 16 * 1048576)
+    if (total < 16 * 1048576) // few binaries built yet: more text
         AddText(16 * 1048576 - total);
     for (Entry& e : g_entries)
     {
@@ -241,11 +198,11 @@ void BuildCorpus()
     }
 }
 
-size_t WriteArchive(const std::string& path, bool solid, const std::string& kind, int audio = -1)
+Bytes Archive(bool solid, const std::string& kind, int audio = -1)
 {
     std::vector<RarWriterEntry> list;
     for (const Entry& e : g_entries)
-        if (kind.empty() || e.kind == kind)
+        if (In(e, kind))
             list.push_back({e.name.c_str(), e.data.data(), uint32_t(e.data.size())});
     RarWriterOptions options;
     options.solid = solid;
@@ -253,15 +210,10 @@ size_t WriteArchive(const std::string& path, bool solid, const std::string& kind
     Bytes archive;
     std::string error;
     RarWriteArchive(list.data(), list.size(), options, &archive, &error);
-    if (!path.empty())
-    {
-        FILE* f = fopen(path.c_str(), "wb");
-        fwrite(archive.data(), 1, archive.size(), f);
-        fclose(f);
-    }
-    return archive.size();
+    return archive;
 }
 
+// The sizes, rar/zlib below 1 where ours is smaller.
 void PrintSizes()
 {
     printf("%-8s %12s %12s %12s %8s %12s\n", "corpus", "bytes", "rar", "zlib -9", "rar/zlib",
@@ -270,45 +222,36 @@ void PrintSizes()
     {
         size_t raw = 0, z = 0;
         for (const Entry& e : g_entries)
-            if (kind.empty() || e.kind == kind)
+            if (In(e, kind))
             {
                 raw += e.data.size();
                 z += e.zlib.size();
             }
-        size_t ours = WriteArchive("", false, kind);
-        size_t solid = WriteArchive("", true, kind);
+        size_t ours = Archive(false, kind).size(), solid = Archive(true, kind).size();
         printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.empty() ? "all" : kind.c_str(), raw,
                ours, z, double(ours) / double(z), solid);
     }
-    size_t lzOnly = WriteArchive("", false, "image", 0);
-    printf("image, LZ mode only: %zu\n", lzOnly);
+    printf("image, LZ mode only: %zu\n", Archive(false, "image", 0).size());
     fflush(stdout);
 }
 
-void BM_RarExtract(benchmark::State& state, std::string kind)
-{
-    size_t bytes = 0;
-    for (auto _ : state)
-        for (const Entry& e : g_entries)
-            if (kind.empty() || e.kind == kind)
-            {
-                uint8_t* data;
-                uint32_t size;
-                if (!RarExtract(&data, &size, e.name.c_str(), g_archivePath.c_str(), nullptr))
-                    state.SkipWithError("extraction failed");
-                bytes += size;
-                free(data);
-            }
-    state.SetBytesProcessed(int64_t(bytes));
-}
-
-void BM_ZlibInflate(benchmark::State& state, std::string kind)
+// Every entry of `kind` ("": all) extracted from the archive, or inflated.
+void Extract(benchmark::State& state, std::string kind, bool rar)
 {
     size_t bytes = 0;
     Bytes out;
     for (auto _ : state)
         for (const Entry& e : g_entries)
-            if (kind.empty() || e.kind == kind)
+            if (In(e, kind) && rar)
+            {
+                uint8_t* data = nullptr;
+                uint32_t size = 0;
+                if (!RarExtract(&data, &size, e.name.c_str(), g_archivePath.c_str(), nullptr))
+                    state.SkipWithError("extraction failed");
+                bytes += size;
+                free(data);
+            }
+            else if (In(e, kind))
             {
                 out.resize(e.data.size());
                 uLongf size = out.size();
@@ -320,42 +263,10 @@ void BM_ZlibInflate(benchmark::State& state, std::string kind)
     state.SetBytesProcessed(int64_t(bytes));
 }
 
-// Prints each benchmark as usual and, at the end, ours against inflate.
-class RatioReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& r : runs)
-        {
-            auto it = r.counters.find("bytes_per_second");
-            if (it != r.counters.end() && r.run_type == Run::RT_Iteration)
-                rates[r.benchmark_name()] = it->second.value;
-        }
-    }
-    void Finalize() override
-    {
-        ConsoleReporter::Finalize();
-        for (const auto& [name, rate] : rates)
-        {
-            if (name.find("BM_RarExtract") != 0)
-                continue;
-            std::string peer = "BM_ZlibInflate" + name.substr(strlen("BM_RarExtract"));
-            auto p = rates.find(peer);
-            if (p == rates.end())
-                continue;
-            printf("%-28s rar %8.1f MiB/s  inflate %8.1f MiB/s  ratio %.2f\n", name.c_str(),
-                   rate / 1048576.0, p->second / 1048576.0, rate / p->second);
-        }
-    }
-
-private:
-    std::map<std::string, double> rates;
-};
-
 } // namespace
 
+// Prints the sizes, the timings, then each extraction rate against
+// inflate's (ratio above 1 is faster).
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
@@ -364,19 +275,29 @@ int main(int argc, char** argv)
     if (!mkdtemp(dir))
         return 1;
     g_archivePath = std::string(dir) + "/corpus.rar";
-    WriteArchive(g_archivePath, false, "");
+    Bytes archive = Archive(false, "");
+    std::ofstream(g_archivePath, std::ios::binary)
+        .write(reinterpret_cast<const char*>(archive.data()), std::streamsize(archive.size()));
     PrintSizes();
     for (std::string kind : {"text", "binary", "image", ""})
-    {
-        std::string suffix = "/" + (kind.empty() ? std::string("all") : kind);
-        benchmark::RegisterBenchmark(("BM_RarExtract" + suffix).c_str(), BM_RarExtract, kind)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark(("BM_ZlibInflate" + suffix).c_str(), BM_ZlibInflate, kind)
-            ->Unit(benchmark::kMillisecond);
-    }
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    unlink(g_archivePath.c_str());
-    rmdir(dir);
+        for (bool rar : {true, false})
+            benchmark::RegisterBenchmark((std::string(rar ? "BM_RarExtract/" : "BM_ZlibInflate/") +
+                                          (kind.empty() ? "all" : kind))
+                                             .c_str(),
+                                         Extract, kind, rar)
+                ->Unit(benchmark::kMillisecond);
+    RunBenchmarks(
+        [](FigureMap& figures)
+        {
+            for (const auto& [name, rar] : figures)
+            {
+                auto zlib = figures.find("BM_ZlibInflate" + name.substr(13));
+                if (name.rfind("BM_RarExtract", 0) == 0 && zlib != figures.end())
+                    printf("%-28s rar %8.1f MiB/s  inflate %8.1f MiB/s  ratio %.2f\n", name.c_str(),
+                           rar.bytesPerSecond / 1048576.0, zlib->second.bytesPerSecond / 1048576.0,
+                           rar.bytesPerSecond / zlib->second.bytesPerSecond);
+            }
+        });
+    std::filesystem::remove_all(dir);
     return 0;
 }

@@ -1,27 +1,15 @@
-// A frame of the demo at 800 by 600 on this driver next to a minimal GL
-// program that draws the same meshes from the same arrays, each with its
-// material's vertex program, texture, combine step and culling (the model
-// in ink and its outline), and nothing else: no statistics, no state
-// cache, no material records, no overlay, no console. Both run in one process on
-// one context (SDL's offscreen driver), each frame ended with glFinish so
-// that the driver's queued work is counted where it was asked for.
+// A frame of the demo at 800 by 600 against a minimal GL program drawing
+// the same meshes from the same arrays, each with its material's vertex
+// program, texture, combine step and culling, and nothing else (no
+// statistics, state cache, overlay or console). Both run on one context of
+// SDL's offscreen driver, each frame ended with glFinish so that queued
+// work counts where it was asked for. LP_NUM_THREADS=0 is the default here
+// (the CPU figure holds all the drawing); set it to let llvmpipe use threads.
 //
 //   build/bench/frame_bench [run directory]
-//
-// The last two lines: "frame 800x600 (wall clock|cpu time): demo F fps,
-// peer P fps, ratio R" with R the demo's frame rate over the peer's (1.0:
-// the engine costs nothing). LP_NUM_THREADS=0 is the default here, so the
-// CPU figure holds all the drawing; set it to let llvmpipe use threads.
-#include <benchmark/benchmark.h>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <string>
-#include <unistd.h>
-#include <vector>
-
 #include "app/gl_entry_points.h"
 #include "app/window.h"
+#include "bench_support.h"
 #include "demo/hatching_demo.h"
 #include "engine/program_loop.h"
 #include "hatching/tonal_art_map.h"
@@ -32,184 +20,135 @@
 #include "scene/mesh.h"
 #include "scene/mesh_set.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+#include <vector>
+
 namespace
 {
 
 HatchingDemo* demo = nullptr;
 
-void BM_DemoFrame(benchmark::State& state)
+// The peer's state common to all meshes, set once; the light stands where
+// the demo left it.
+Vec4 PeerBegin()
 {
-    for (auto _ : state)
+    glPushAttrib(GL_ALL_ATTRIB_BITS);
+    glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
+    glMatrixMode(GL_TEXTURE);
+    glPushMatrix();
+    glLoadIdentity();
+    Shader* hatching = demo->FindShader("Hatching");
+    if (hatching && hatching->stageCount > 0)
     {
-        demo->Frame();
-        g_window->Swap();
-        glFinish();
+        const ShaderStage& stage = hatching->stages[0];
+        glScalef(stage.scale.x, stage.scale.y, 1);
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
+        glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, static_cast<GLint>(stage.sourceRgb0));
+        glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, static_cast<GLint>(stage.sourceRgb1));
+        glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, static_cast<GLint>(stage.opRgb0));
+        glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, static_cast<GLint>(stage.opRgb1));
+        glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, static_cast<GLint>(stage.combineRgb));
+        glTexEnvf(GL_TEXTURE_ENV, GL_RGB_SCALE, stage.rgbScale);
     }
+    glMatrixMode(GL_MODELVIEW);
+    glActiveTextureARB(GL_TEXTURE0_ARB);
+    glClientActiveTextureARB(GL_TEXTURE0_ARB);
+    glDisable(GL_TEXTURE_2D);
+    glBindTexture(GL_TEXTURE_3D, demo->artMap->id);
+    glEnable(GL_VERTEX_PROGRAM_ARB);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LEQUAL);
+    glDepthMask(GL_TRUE);
+    glEnable(GL_CULL_FACE);
+    glDisable(GL_BLEND);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glEnableClientState(GL_NORMAL_ARRAY);
+    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+    return demo->light->GetPosition();
 }
 
-// The peer: the GL calls that drawing the model needs, made directly. The
-// state common to all meshes is set once, outside the loop; each mesh then
-// gets what its material differs in: the art map and its combine step or
-// no texture, the vertex program, the winding culled. The light stands
-// where the demo left it.
-class Peer
+// Each mesh gets what its material differs in: the art map and its combine
+// step or no texture, the vertex program, the winding culled.
+void PeerFrame(const Vec4& light)
 {
-public:
-    void Begin()
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
+    glLoadTransposeMatrixfARB(demo->camera->transform.m);
+    glLightfv(GL_LIGHT0, GL_POSITION, &light.x);
+    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
     {
-        glPushAttrib(GL_ALL_ATTRIB_BITS);
-        glPushClientAttrib(GL_CLIENT_ALL_ATTRIB_BITS);
-        glMatrixMode(GL_TEXTURE);
+        const Mesh& mesh = demo->model->meshes[i];
+        const Shader* shader = mesh.shader;
+        if (shader && shader->stageCount > 0 && shader->stages[0].texture == demo->artMap)
+            glEnable(GL_TEXTURE_3D);
+        else
+            glDisable(GL_TEXTURE_3D);
+        if (shader && shader->hasVertexProgram && shader->vertexProgram)
+            glBindProgramARB(GL_VERTEX_PROGRAM_ARB, shader->vertexProgram->id);
+        glFrontFace(!shader || shader->ccw ? GL_CCW : GL_CW);
         glPushMatrix();
-        glLoadIdentity();
-        Shader* hatching = demo->FindShader("Hatching");
-        if (hatching && hatching->stageCount > 0)
-        {
-            const ShaderStage& stage = hatching->stages[0];
-            glScalef(stage.scale.x, stage.scale.y, 1);
-            glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_COMBINE);
-            glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE0_RGB, static_cast<GLint>(stage.sourceRgb0));
-            glTexEnvi(GL_TEXTURE_ENV, GL_SOURCE1_RGB, static_cast<GLint>(stage.sourceRgb1));
-            glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND0_RGB, static_cast<GLint>(stage.opRgb0));
-            glTexEnvi(GL_TEXTURE_ENV, GL_OPERAND1_RGB, static_cast<GLint>(stage.opRgb1));
-            glTexEnvi(GL_TEXTURE_ENV, GL_COMBINE_RGB, static_cast<GLint>(stage.combineRgb));
-            glTexEnvf(GL_TEXTURE_ENV, GL_RGB_SCALE, stage.rgbScale);
-        }
-        glMatrixMode(GL_MODELVIEW);
-        glActiveTextureARB(GL_TEXTURE0_ARB);
-        glClientActiveTextureARB(GL_TEXTURE0_ARB);
-        glDisable(GL_TEXTURE_2D);
-        glBindTexture(GL_TEXTURE_3D, demo->artMap->id);
-        glEnable(GL_VERTEX_PROGRAM_ARB);
-        glEnable(GL_DEPTH_TEST);
-        glDepthFunc(GL_LEQUAL);
-        glDepthMask(GL_TRUE);
-        glEnable(GL_CULL_FACE);
-        glDisable(GL_BLEND);
-        glEnableClientState(GL_VERTEX_ARRAY);
-        glEnableClientState(GL_NORMAL_ARRAY);
-        glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-        light = demo->light->GetPosition();
-    }
-
-    void Frame()
-    {
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
-        glLoadTransposeMatrixfARB(demo->camera->transform.m);
-        glLightfv(GL_LIGHT0, GL_POSITION, &light.x);
-        for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        {
-            const Mesh& mesh = demo->model->meshes[i];
-            const Shader* shader = mesh.shader;
-            if (shader && shader->stageCount > 0 && shader->stages[0].texture == demo->artMap)
-                glEnable(GL_TEXTURE_3D);
-            else
-                glDisable(GL_TEXTURE_3D);
-            if (shader && shader->hasVertexProgram && shader->vertexProgram)
-                glBindProgramARB(GL_VERTEX_PROGRAM_ARB, shader->vertexProgram->id);
-            glFrontFace(!shader || shader->ccw ? GL_CCW : GL_CW);
-            glPushMatrix();
-            glMultTransposeMatrixfARB(mesh.transform.m);
-            glVertexPointer(3, GL_FLOAT, 12, mesh.renderPositions);
-            glNormalPointer(GL_FLOAT, 12, mesh.renderNormals);
-            glTexCoordPointer(2, GL_FLOAT, 8, mesh.renderTexCoords);
-            glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(mesh.faceCount * 3), GL_UNSIGNED_INT,
-                           mesh.indices);
-            glPopMatrix();
-        }
-    }
-
-    void End()
-    {
-        glMatrixMode(GL_TEXTURE);
+        glMultTransposeMatrixfARB(mesh.transform.m);
+        glVertexPointer(3, GL_FLOAT, 12, mesh.renderPositions);
+        glNormalPointer(GL_FLOAT, 12, mesh.renderNormals);
+        glTexCoordPointer(2, GL_FLOAT, 8, mesh.renderTexCoords);
+        glDrawElements(GL_TRIANGLES, static_cast<GLsizei>(mesh.faceCount * 3), GL_UNSIGNED_INT,
+                       mesh.indices);
         glPopMatrix();
-        glMatrixMode(GL_MODELVIEW);
-        glPopClientAttrib();
-        glPopAttrib();
     }
+}
 
-private:
-    Vec4 light;
-};
-
-void BM_PeerFrame(benchmark::State& state)
+void PeerEnd()
 {
-    Peer peer;
-    peer.Begin();
+    glMatrixMode(GL_TEXTURE);
+    glPopMatrix();
+    glMatrixMode(GL_MODELVIEW);
+    glPopClientAttrib();
+    glPopAttrib();
+}
+
+void Frames(benchmark::State& state, bool peer)
+{
+    Vec4 light = peer ? PeerBegin() : Vec4();
     for (auto _ : state)
     {
-        peer.Frame();
+        if (peer)
+            PeerFrame(light);
+        else
+            demo->Frame();
         g_window->Swap();
         glFinish();
     }
-    peer.End();
+    if (peer)
+        PeerEnd();
 }
 
-// Short runs of each, repeated and interleaved in random order (see main),
-// so that a busy machine's drift falls on both alike.
-BENCHMARK(BM_DemoFrame)
-    ->Unit(benchmark::kMillisecond)
-    ->MinTime(0.5)
-    ->Repetitions(9)
-    ->MeasureProcessCPUTime();
-BENCHMARK(BM_PeerFrame)
-    ->Unit(benchmark::kMillisecond)
-    ->MinTime(0.5)
-    ->Repetitions(9)
-    ->MeasureProcessCPUTime();
-
-// The two frame rates and their ratio after the table, from the medians of
-// the repetitions: by the wall clock, then by the process's CPU time (the
-// rasteriser runs on the calling thread, see main, so that is all the work
-// of a frame, and the figure to read on a busy machine).
-class RatioReporter : public benchmark::ConsoleReporter
+// A frame rate line, with the demo's rate over the peer's.
+void Line(const char* clock, double demoMs, double peerMs)
 {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& r : runs)
-        {
-            std::string name = r.run_name.function_name;
-            bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-            bool single = r.run_type == Run::RT_Iteration && !realMs.count(name);
-            if (median || single)
-            {
-                realMs[name] = r.GetAdjustedRealTime();
-                cpuMs[name] = r.GetAdjustedCPUTime();
-            }
-        }
-    }
-    void Finalize() override
-    {
-        ConsoleReporter::Finalize();
-        Line("wall clock", realMs);
-        Line("cpu time", cpuMs);
-    }
-
-private:
-    static void Line(const char* clock, std::map<std::string, double>& ms)
-    {
-        double demoMs = ms["BM_DemoFrame"], peerMs = ms["BM_PeerFrame"];
-        if (demoMs > 0 && peerMs > 0)
-            printf("frame %dx%d (%s): demo %.1f fps, peer %.1f fps, ratio %.3f\n", g_window->width,
-                   g_window->height, clock, 1000.0 / demoMs, 1000.0 / peerMs, peerMs / demoMs);
-    }
-    std::map<std::string, double> realMs, cpuMs;
-};
+    if (demoMs > 0 && peerMs > 0)
+        printf("frame %dx%d (%s): demo %.1f fps, peer %.1f fps, ratio %.3f\n", g_window->width,
+               g_window->height, clock, 1000.0 / demoMs, 1000.0 / peerMs, peerMs / demoMs);
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    // Interleaved repetitions unless the command line says otherwise.
+    // Short runs of each, repeated and interleaved in random order unless the
+    // command line says otherwise, so that a busy machine's drift falls on both alike.
     std::vector<char*> args(argv, argv + argc);
     char interleave[] = "--benchmark_enable_random_interleaving=true";
     args.insert(args.begin() + 1, interleave);
     argc = static_cast<int>(args.size());
-    argv = args.data();
-    benchmark::Initialize(&argc, argv);
-    const char* runDir = argc > 1 ? argv[1] : TESSIMO_RUN_DIR;
+    benchmark::Initialize(&argc, args.data());
+    for (bool peer : {false, true})
+        benchmark::RegisterBenchmark(peer ? "BM_PeerFrame" : "BM_DemoFrame", Frames, peer)
+            ->Unit(benchmark::kMillisecond)
+            ->MinTime(0.5)
+            ->Repetitions(9)
+            ->MeasureProcessCPUTime();
+    const char* runDir = argc > 1 ? args[1] : TESSIMO_RUN_DIR;
     if (chdir(runDir) != 0)
     {
         fprintf(stderr, "frame_bench: can't enter '%s'\n", runDir);
@@ -238,8 +177,14 @@ int main(int argc, char** argv)
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
         faces += demo->model->meshes[i].faceCount;
     printf("model: %u meshes, %u triangles\n", demo->model->meshCount, faces);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    // By the wall clock, then by the process's CPU time (all the work of a
+    // frame, as the rasteriser runs on this thread: the figure to read on a
+    // busy machine), from the medians of the repetitions.
+    RunBenchmarks(
+        [](FigureMap& f)
+        {
+            Line("wall clock", f["BM_DemoFrame"].realTime, f["BM_PeerFrame"].realTime);
+            Line("cpu time", f["BM_DemoFrame"].cpuTime, f["BM_PeerFrame"].cpuTime);
+        });
     return 0;
 }
