@@ -1,13 +1,13 @@
 /* The peer of tessimo-tam --digest: a minimal plain C generator of the
  * demo's tonal art map (256 by 256, 128 tones, best of 5, hatching) that
- * prints the same lines: the SHA-256 of each level of the volume, of all
- * levels, and the number of strokes. It shares no code with the engine.
+ * shares no code with the engine and prints the same lines: the SHA-256 of
+ * each level of the volume, of all levels, and the number of strokes.
  *
- * Every pixel is black or white, and a pixel that turns black in one tone
- * stays black in every darker one, so one chain of levels holds the whole
- * stack: per pixel, 1 + the tone in which it turned black (0: white in all
- * tones). Candidates are counted, not drawn: the white pixels a stroke
- * would cover, each once. The volume is hashed a slice at a time.
+ * A pixel that turns black in one tone stays black in every darker one, so
+ * one chain of levels holds the whole stack: per pixel, 1 + the tone in
+ * which it turned black (0: white in all tones). Candidates are counted, not
+ * drawn: the white pixels a stroke would cover, each once. The volume is
+ * hashed a slice at a time.
  *
  *   build/bench/tam_peer
  */
@@ -17,15 +17,17 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum
-{
-    kSize = 256,
-    kTones = 128,
-    kCandidates = 5,
-    kLevels = 9
-};
+#define kSize 256
+#define kTones 128
+#define kCandidates 5
+#define kLevels 9
 
 static int32_t rngState = 1;
+static uint16_t* tone[kLevels]; /* per level and pixel: 1 + tone turned black, 0 white */
+static uint32_t black[kLevels]; /* black pixels per level */
+static uint32_t seen[kSize * kSize], pass, counted, strokes;
+static int counting;  /* brush pixels are counted (white ones, once a pass), or */
+static uint16_t mark; /* blackened with this mark */
 
 static uint32_t Draw(void)
 {
@@ -33,36 +35,24 @@ static uint32_t Draw(void)
     return ((uint32_t)rngState >> 16) & 0x7FFF;
 }
 
-static uint16_t* tone[kLevels]; /* per level and pixel: 1 + tone turned black, 0 white */
-static uint32_t black[kLevels]; /* black pixels per level */
-static uint32_t seen[kSize * kSize];
-static uint32_t pass;
-
-/* What a brush pixel does: count it (when it is white and not yet counted
- * in this pass) or blacken it with the current mark. */
-static int counting;
-static uint16_t mark;
-static uint32_t counted;
-
 static void Put(uint32_t x, uint32_t y, uint32_t level)
 {
-    uint32_t side = kSize >> level;
-    uint32_t i = (y & (side - 1)) * side + (x & (side - 1));
+    uint32_t side = kSize >> level, i = (y & (side - 1)) * side + (x & (side - 1));
     if (tone[level][i])
         return;
-    if (counting)
+    if (!counting)
     {
-        if (seen[i] != pass)
-        {
-            seen[i] = pass;
-            ++counted;
-        }
-        return;
+        tone[level][i] = mark;
+        ++black[level];
     }
-    tone[level][i] = mark;
-    ++black[level];
+    else if (seen[i] != pass)
+    {
+        seen[i] = pass;
+        ++counted;
+    }
 }
 
+/* w pixels (1 to 3) across the stroke: across y for a stroke along x. */
 static void Brush(uint32_t x, uint32_t y, uint32_t w, int acrossY, uint32_t level)
 {
     if (w < 1 || w > 3)
@@ -86,74 +76,36 @@ static void Brush(uint32_t x, uint32_t y, uint32_t w, int acrossY, uint32_t leve
 
 static uint32_t Width(uint32_t i, uint32_t n)
 {
-    double t;
-    if (n <= 1)
-        return 0;
-    t = (double)i / (double)(n - 1);
-    if (t < 0.25)
-        return 1;
-    if (t < 0.5)
-        return 2;
-    if (t < 0.75)
-        return 3;
-    if (t < 0.9)
-        return 2;
-    if (t < 0.95)
-        return 1;
-    return 0;
+    double t = n <= 1 ? 1.0 : (double)i / (double)(n - 1);
+    return t < 0.25 ? 1 : t < 0.5 ? 2 : t < 0.75 ? 3 : t < 0.9 ? 2 : t < 0.95 ? 1 : 0;
 }
 
+/* Bresenham's steps along the longer axis a from its lower end, the other
+ * axis b following. */
 static void Stroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint32_t level)
 {
-    int32_t dx = (int32_t)(x2 - x1), dy = (int32_t)(y2 - y1), error, step;
-    uint32_t x, y, i, t;
-    dx = dx < 0 ? -dx : dx;
-    dy = dy < 0 ? -dy : dy;
-    if (dx < dy)
+    int32_t dx = abs((int32_t)(x2 - x1)), dy = abs((int32_t)(y2 - y1));
+    int steep = dx < dy;
+    uint32_t a1 = steep ? y1 : x1, a2 = steep ? y2 : x2, b = steep ? x1 : y1, b2 = steep ? x2 : y2;
+    int32_t da = steep ? dy : dx, db = steep ? dx : dy, error = 2 * db - da, step;
+    uint32_t a, i, t;
+    if (a1 > a2)
     {
-        if (y1 > y2)
-        {
-            t = x1, x1 = x2, x2 = t;
-            t = y1, y1 = y2, y2 = t;
-        }
-        step = x1 < x2 ? 1 : -1;
-        error = 2 * dx - dy;
-        Brush(x1, y1, 1, 1, level);
-        x = x1;
-        for (y = y1 + 1, i = 0; y <= y2; ++y, ++i)
-        {
-            if (error >= 0)
-            {
-                x += (uint32_t)step;
-                error += 2 * (dx - dy);
-            }
-            else
-                error += 2 * dx;
-            Brush(x, y, Width(i, (uint32_t)dy), 0, level);
-        }
+        t = a1, a1 = a2, a2 = t;
+        t = b, b = b2, b2 = t;
     }
-    else
+    step = b < b2 ? 1 : -1;
+    Put(steep ? b : a1, steep ? a1 : b, level);
+    for (a = a1 + 1, i = 0; a <= a2; ++a, ++i)
     {
-        if (x1 > x2)
+        if (error >= 0)
         {
-            t = x1, x1 = x2, x2 = t;
-            t = y1, y1 = y2, y2 = t;
+            b += (uint32_t)step;
+            error += 2 * (db - da);
         }
-        step = y1 < y2 ? 1 : -1;
-        error = 2 * dy - dx;
-        Brush(x1, y1, 1, 1, level);
-        y = y1;
-        for (x = x1 + 1, i = 0; x <= x2; ++x, ++i)
-        {
-            if (error >= 0)
-            {
-                y += (uint32_t)step;
-                error += 2 * (dy - dx);
-            }
-            else
-                error += 2 * dy;
-            Brush(x, y, Width(i, (uint32_t)dx), 1, level);
-        }
+        else
+            error += 2 * db;
+        Brush(steep ? b : a, steep ? a : b, Width(i, (uint32_t)da), !steep, level);
     }
 }
 
@@ -170,12 +122,9 @@ static uint32_t EndAcross(uint32_t start, double drift)
     return (uint32_t)((double)start + drift);
 }
 
-static uint32_t strokes;
-
 static void Generate(float target)
 {
     const float scale = 3.0518509e-05f;
-    const uint32_t W = kSize, H = kSize;
     uint32_t active = kLevels, level = kLevels - 1, c, i;
     int alternate = 1;
     while (active)
@@ -185,19 +134,12 @@ static void Generate(float target)
         alternate = !alternate;
         for (c = 0; c < kCandidates; ++c)
         {
-            uint32_t r1 = Draw();
-            uint32_t length = (uint32_t)((r1 * (double)0.7f * scale + (double)0.3f) * W);
-            uint32_t x = Draw() % W, y = Draw() % H, x2, y2;
-            if (target < 0.5f || alternate)
-            {
-                x2 = x + length;
-                y2 = EndAcross(y, Draw() * (H * (double)0.1f) * scale - H * (double)0.05f);
-            }
-            else
-            {
-                y2 = y + length;
-                x2 = EndAcross(x, Draw() * (W * (double)0.1f) * scale - W * (double)0.05f);
-            }
+            uint32_t length = (uint32_t)((Draw() * (double)0.7f * scale + (double)0.3f) * kSize);
+            uint32_t x = Draw() % kSize, y = Draw() % kSize;
+            int alongX = target < 0.5f || alternate; /* else along y */
+            uint32_t across = EndAcross(alongX ? y : x, Draw() * (kSize * (double)0.1f) * scale -
+                                                            kSize * (double)0.05f);
+            uint32_t x2 = alongX ? x + length : across, y2 = alongX ? across : y + length;
             Draw();
             counting = 1;
             counted = 0;
@@ -241,7 +183,6 @@ int main(void)
     char hex[2 * EVP_MAX_MD_SIZE + 1];
     uint32_t m, j, i;
     int k;
-
     for (m = 0; m < kLevels; ++m)
         tone[m] = calloc((size_t)(kSize >> m) * (kSize >> m), sizeof(uint16_t));
     for (k = kTones - 1; k >= 0; --k)
@@ -251,7 +192,6 @@ int main(void)
         mark = (uint16_t)(k + 1);
         Generate(target);
     }
-
     EVP_DigestInit_ex(all, EVP_sha256(), NULL);
     for (m = 0; m < kLevels; ++m)
     {
