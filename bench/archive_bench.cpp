@@ -37,7 +37,7 @@ std::string g_archivePath;
 
 bool In(const Entry& e, const std::string& kind)
 {
-    return kind.empty() || e.kind == kind;
+    return kind == "all" || e.kind == kind;
 }
 
 Bytes ReadFile(const std::string& path)
@@ -48,32 +48,22 @@ Bytes ReadFile(const std::string& path)
 
 // Files under `dir` whose names end in one of `suffixes`, hidden ones and
 // the top level's build folders left out, in the order of a walk through
-// sorted folders ('/' sorts first).
-std::vector<std::string> FindFiles(const std::string& dir, const std::vector<std::string>& suffixes)
+// sorted folders.
+std::vector<std::filesystem::path> FindFiles(const char* dir, std::vector<std::string> suffixes)
 {
-    namespace fs = std::filesystem;
-    std::vector<std::string> out;
-    for (auto it = fs::recursive_directory_iterator(dir); it != fs::end(it); ++it)
+    std::vector<std::filesystem::path> out;
+    for (auto it = std::filesystem::recursive_directory_iterator(dir); it != end(it); ++it)
     {
         std::string n = it->path().filename();
-        if (it->is_directory())
-        {
-            if (n[0] == '.' || it.depth() >= 6 || (it.depth() == 0 && n.rfind("build", 0) == 0))
-                it.disable_recursion_pending();
-        }
-        else if (n[0] != '.')
+        bool skip = n[0] == '.' || (it.depth() == 0 && n.rfind("build", 0) == 0);
+        if (skip || it.depth() >= 6)
+            it.disable_recursion_pending();
+        if (!skip && !it->is_directory())
             for (const std::string& s : suffixes)
                 if (n.size() > s.size() && n.compare(n.size() - s.size(), s.size(), s) == 0)
                     out.push_back(it->path());
     }
-    auto key = [](char c) { return c == '/' ? 0 : int(uint8_t(c)); };
-    std::sort(out.begin(), out.end(),
-              [&](const std::string& a, const std::string& b)
-              {
-                  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
-                                                      [&](char x, char y)
-                                                      { return key(x) < key(y); });
-              });
+    std::sort(out.begin(), out.end()); // folder by folder, name by name
     return out;
 }
 
@@ -88,8 +78,7 @@ void Add(const std::string& name, const std::string& kind, Bytes data)
 void AddText(size_t total)
 {
     Bytes sources;
-    for (const std::string& f :
-         FindFiles(TESSIMO_SOURCE_DIR, {".cpp", ".h", ".cmake", ".md", ".txt"}))
+    for (const auto& f : FindFiles(TESSIMO_SOURCE_DIR, {".cpp", ".h", ".cmake", ".md", ".txt"}))
     {
         Bytes b = ReadFile(f);
         if (sources.size() + b.size() > total / 4)
@@ -126,12 +115,12 @@ void AddText(size_t total)
 void AddBinaries(size_t total)
 {
     size_t used = 0;
-    for (const std::string& f : FindFiles(TESSIMO_BINARY_DIR, {".o", ".a", "-rar", "_test"}))
+    for (const auto& f : FindFiles(TESSIMO_BINARY_DIR, {".o", ".a", "-rar", "_test"}))
     {
         Bytes b = ReadFile(f);
         b.resize(std::min({b.size(), size_t(4 * 1048576), total - used}));
         used += b.size();
-        Add("bin\\" + f.substr(f.find_last_of('/') + 1), "binary", std::move(b));
+        Add("bin\\" + f.filename().string(), "binary", std::move(b));
         if (used >= total)
             break;
     }
@@ -218,7 +207,7 @@ void PrintSizes()
 {
     printf("%-8s %12s %12s %12s %8s %12s\n", "corpus", "bytes", "rar", "zlib -9", "rar/zlib",
            "rar solid");
-    for (std::string kind : {"text", "binary", "image", ""})
+    for (std::string kind : {"text", "binary", "image", "all"})
     {
         size_t raw = 0, z = 0;
         for (const Entry& e : g_entries)
@@ -228,14 +217,14 @@ void PrintSizes()
                 z += e.zlib.size();
             }
         size_t ours = Archive(false, kind).size(), solid = Archive(true, kind).size();
-        printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.empty() ? "all" : kind.c_str(), raw,
-               ours, z, double(ours) / double(z), solid);
+        printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.c_str(), raw, ours, z,
+               double(ours) / double(z), solid);
     }
     printf("image, LZ mode only: %zu\n", Archive(false, "image", 0).size());
     fflush(stdout);
 }
 
-// Every entry of `kind` ("": all) extracted from the archive, or inflated.
+// Every entry of `kind` extracted from the archive, or inflated.
 void Extract(benchmark::State& state, std::string kind, bool rar)
 {
     size_t bytes = 0;
@@ -275,27 +264,25 @@ int main(int argc, char** argv)
     if (!mkdtemp(dir))
         return 1;
     g_archivePath = std::string(dir) + "/corpus.rar";
-    Bytes archive = Archive(false, "");
+    Bytes archive = Archive(false, "all");
     std::ofstream(g_archivePath, std::ios::binary)
         .write(reinterpret_cast<const char*>(archive.data()), std::streamsize(archive.size()));
     PrintSizes();
-    for (std::string kind : {"text", "binary", "image", ""})
+    for (std::string kind : {"text", "binary", "image", "all"})
         for (bool rar : {true, false})
-            benchmark::RegisterBenchmark((std::string(rar ? "BM_RarExtract/" : "BM_ZlibInflate/") +
-                                          (kind.empty() ? "all" : kind))
-                                             .c_str(),
-                                         Extract, kind, rar)
+            benchmark::RegisterBenchmark(
+                ((rar ? "BM_RarExtract/" : "BM_ZlibInflate/") + kind).c_str(), Extract, kind, rar)
                 ->Unit(benchmark::kMillisecond);
     RunBenchmarks(
-        [](FigureMap& figures)
+        [](RunMap& runs)
         {
-            for (const auto& [name, rar] : figures)
+            for (std::string kind : {"all", "binary", "image", "text"})
             {
-                auto zlib = figures.find("BM_ZlibInflate" + name.substr(13));
-                if (name.rfind("BM_RarExtract", 0) == 0 && zlib != figures.end())
-                    printf("%-28s rar %8.1f MiB/s  inflate %8.1f MiB/s  ratio %.2f\n", name.c_str(),
-                           rar.bytesPerSecond / 1048576.0, zlib->second.bytesPerSecond / 1048576.0,
-                           rar.bytesPerSecond / zlib->second.bytesPerSecond);
+                double rar = runs["BM_RarExtract/" + kind].counters["bytes_per_second"] / 1048576;
+                double zlib = runs["BM_ZlibInflate/" + kind].counters["bytes_per_second"] / 1048576;
+                if (rar > 0 && zlib > 0)
+                    printf("%-28s rar %8.1f MiB/s  inflate %8.1f MiB/s  ratio %.2f\n",
+                           ("BM_RarExtract/" + kind).c_str(), rar, zlib, rar / zlib);
             }
         });
     std::filesystem::remove_all(dir);

@@ -1,6 +1,6 @@
 // Runs the benchmarks the command line selects and, after their table,
-// hands each one's figures to `print` for the lines set against its peer:
-// times in the benchmark's unit, from the median when it was repeated.
+// hands each one's run (the median, when repeated) to `print` for the
+// lines that set it against its peer.
 #pragma once
 #include <benchmark/benchmark.h>
 
@@ -8,36 +8,26 @@
 #include <map>
 #include <string>
 
-struct Figures
-{
-    double realTime = 0, cpuTime = 0, bytesPerSecond = 0;
-};
-using FigureMap = std::map<std::string, Figures>;
+using RunMap = std::map<std::string, benchmark::BenchmarkReporter::Run>;
 
-inline void RunBenchmarks(std::function<void(FigureMap&)> print)
+inline void RunBenchmarks(std::function<void(RunMap&)> print)
 {
     struct Reporter : benchmark::ConsoleReporter
     {
-        FigureMap figures;
-        std::function<void(FigureMap&)> print;
-        void ReportRuns(const std::vector<Run>& runs) override
+        RunMap runs;
+        std::function<void(RunMap&)> print;
+        void ReportRuns(const std::vector<Run>& list) override
         {
-            ConsoleReporter::ReportRuns(runs);
-            for (const Run& r : runs)
-            {
-                const std::string& name = r.run_name.function_name;
-                bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-                if (!median && (r.run_type != Run::RT_Iteration || figures.count(name)))
-                    continue;
-                auto rate = r.counters.find("bytes_per_second");
-                figures[name] = {r.GetAdjustedRealTime(), r.GetAdjustedCPUTime(),
-                                 rate == r.counters.end() ? 0 : rate->second.value};
-            }
+            ConsoleReporter::ReportRuns(list);
+            for (const Run& r : list)
+                if ((r.run_type == Run::RT_Aggregate && r.aggregate_name == "median") ||
+                    (r.run_type == Run::RT_Iteration && !runs.count(r.run_name.function_name)))
+                    runs[r.run_name.function_name] = r;
         }
         void Finalize() override
         {
             ConsoleReporter::Finalize();
-            print(figures);
+            print(runs);
         }
     } reporter;
     reporter.print = std::move(print);

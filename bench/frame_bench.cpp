@@ -181,10 +181,12 @@ int main(int argc, char** argv)
     // frame, as the rasteriser runs on this thread: the figure to read on a
     // busy machine), from the medians of the repetitions.
     RunBenchmarks(
-        [](FigureMap& f)
+        [](RunMap& runs)
         {
-            Line("wall clock", f["BM_DemoFrame"].realTime, f["BM_PeerFrame"].realTime);
-            Line("cpu time", f["BM_DemoFrame"].cpuTime, f["BM_PeerFrame"].cpuTime);
+            auto& demo = runs["BM_DemoFrame"];
+            auto& peer = runs["BM_PeerFrame"];
+            Line("wall clock", demo.GetAdjustedRealTime(), peer.GetAdjustedRealTime());
+            Line("cpu time", demo.GetAdjustedCPUTime(), peer.GetAdjustedCPUTime());
         });
     return 0;
 }

@@ -1,9 +1,8 @@
-// The CPU generation of the demo's tonal art map, Build(256, 128, 5, 0):
-// the quick form the program uses against the reference form that measures
-// every candidate by walking its whole level, with the ratio and a check
-// that both give the same bytes. First, before anything has warmed the
-// process, Build's CPU work at the demo's start-up: the stack, then every
-// slice written out once.
+// The CPU generation of the demo's tonal art map, Build(256, 128, 5, 0): the
+// quick form the program uses against the reference form that measures each
+// candidate by walking its whole level, with the ratio and a check that both
+// give the same bytes; first, in a process nothing has warmed yet, Build's
+// start-up work: the stack, then every slice written out once.
 //
 //   build/bench/tam_bench --benchmark_min_time=2
 #include "bench_support.h"
@@ -39,26 +38,30 @@ void BM_Stack(benchmark::State& state)
 }
 BENCHMARK(BM_Stack)->Unit(benchmark::kMillisecond);
 
-double NowMs()
-{
-    return std::chrono::duration<double, std::milli>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 void StartupShare()
 {
-    double start = NowMs();
+    auto now = std::chrono::steady_clock::now;
+    auto ms = [](auto from, auto to)
+    { return std::chrono::duration<double, std::milli>(to - from).count(); };
+    auto start = now();
     ArtMapStack stack;
     GenerateArtMapStack(256, 128, 5, 0, &stack);
-    double generated = NowMs();
+    auto generated = now();
     ArtMapSlices slices(stack);
     for (uint32_t m = 0; m < stack.levelCount; ++m)
         for (uint32_t j = 0; j < stack.slices[m]; ++j)
             benchmark::DoNotOptimize(slices.Slice(m, j));
-    double written = NowMs();
+    auto written = now();
     printf("start-up share, first run: stack %.2f ms, slices %.2f ms, together %.2f ms\n",
-           generated - start, written - generated, written - start);
+           ms(start, generated), ms(generated, written), ms(start, written));
+}
+
+// A line by one clock, with the reference's time over the quick one's.
+void Line(const char* clock, double quick, double reference)
+{
+    if (quick > 0 && reference > 0)
+        printf("tonal art map 256x256x128 (%s): quick %.2f ms, reference %.1f ms, ratio %.1fx\n",
+               clock, quick, reference, reference / quick);
 }
 
 } // namespace
@@ -73,19 +76,13 @@ int main(int argc, char** argv)
     printf("same bytes in both forms: %s (%llu strokes)\n",
            quick.blocks == reference.blocks ? "yes" : "NO",
            static_cast<unsigned long long>(quick.strokes));
-    // Both forms by wall clock and by CPU time (the figure to read on a
-    // busy machine), with the reference's time over the quick one's.
+    // By wall clock and by CPU time (the figure to read on a busy machine).
     RunBenchmarks(
-        [](FigureMap& figures)
+        [](RunMap& runs)
         {
-            Figures quick = figures["Generate/QuickForm"], ref = figures["Generate/ReferenceForm"];
-            const char* line = "tonal art map 256x256x128 (%s): quick %.2f ms, reference %.1f ms, "
-                               "ratio %.1fx\n";
-            if (quick.realTime > 0 && ref.realTime > 0)
-            {
-                printf(line, "real", quick.realTime, ref.realTime, ref.realTime / quick.realTime);
-                printf(line, "cpu", quick.cpuTime, ref.cpuTime, ref.cpuTime / quick.cpuTime);
-            }
+            auto &q = runs["Generate/QuickForm"], &r = runs["Generate/ReferenceForm"];
+            Line("real", q.GetAdjustedRealTime(), r.GetAdjustedRealTime());
+            Line("cpu", q.GetAdjustedCPUTime(), r.GetAdjustedCPUTime());
         });
     return quick.blocks == reference.blocks ? 0 : 1;
 }

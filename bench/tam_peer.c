@@ -1,13 +1,9 @@
 /* The peer of tessimo-tam --digest: a minimal plain C generator of the
- * demo's tonal art map (256 by 256, 128 tones, best of 5, hatching) that
- * shares no code with the engine and prints the same lines: the SHA-256 of
- * each level of the volume, of all levels, and the number of strokes.
- *
- * A pixel that turns black in one tone stays black in every darker one, so
- * one chain of levels holds the whole stack: per pixel, 1 + the tone in
- * which it turned black (0: white in all tones). Candidates are counted, not
- * drawn: the white pixels a stroke would cover, each once. The volume is
- * hashed a slice at a time.
+ * demo's tonal art map (256 by 256, 128 tones, best of 5, hatching), sharing
+ * no code with the engine, that prints the same lines. A pixel black in one
+ * tone stays black in every darker one, so one chain of levels holds the
+ * whole stack; candidates are counted, not drawn; slices are hashed one at
+ * a time.
  *
  *   build/bench/tam_peer
  */
@@ -52,26 +48,16 @@ static void Put(uint32_t x, uint32_t y, uint32_t level)
     }
 }
 
-/* w pixels (1 to 3) across the stroke: across y for a stroke along x. */
+/* w pixels (0 to 3) across the stroke: across y for a stroke along x (the
+ * second one diagonal when there are two across x). */
 static void Brush(uint32_t x, uint32_t y, uint32_t w, int acrossY, uint32_t level)
 {
-    if (w < 1 || w > 3)
-        return;
-    Put(x, y, level);
-    if (acrossY)
-    {
-        if (w >= 2)
-            Put(x, y + 1, level);
-        if (w == 3)
-            Put(x, y - 1, level);
-    }
-    else if (w == 2)
-        Put(x + 1, y + 1, level);
-    else if (w == 3)
-    {
-        Put(x + 1, y, level);
-        Put(x - 1, y, level);
-    }
+    if (w >= 1)
+        Put(x, y, level);
+    if (w >= 2)
+        Put(acrossY ? x : x + 1, y + (acrossY || w == 2), level);
+    if (w == 3)
+        Put(acrossY ? x : x - 1, acrossY ? y - 1 : y, level);
 }
 
 static uint32_t Width(uint32_t i, uint32_t n)
@@ -185,10 +171,8 @@ int main(void)
     int k;
     for (m = 0; m < kLevels; ++m)
         tone[m] = calloc((size_t)(kSize >> m) * (kSize >> m), sizeof(uint16_t));
-    for (k = kTones - 1; k >= 0; --k)
+    for (k = kTones - 1; k >= 0; --k, target += step)
     {
-        if (k != kTones - 1)
-            target += step;
         mark = (uint16_t)(k + 1);
         Generate(target);
     }

@@ -1,12 +1,10 @@
 // tessimo-tam --digest against tam_peer, a minimal plain C generator of the
-// same volume, as whole processes run N times alternately: the median CPU
-// time (user + system, from wait4), the median wall time and the largest
-// max RSS of each, with the ratios. Both must print the same lines.
+// same volume, as whole processes run alternately: for each, the median CPU
+// time (user + system, from wait4) and wall time and the largest max RSS,
+// then the ratios. Both must print the same lines.
 //
-//   build/bench/tam_process_bench [runs [TOOL]]
-//
-// runs defaults to 15; TOOL is another tessimo-tam to measure in place of
-// the one built here (an older build, say).
+//   build/bench/tam_process_bench [runs (15) [TOOL: another tessimo-tam]]
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -16,6 +14,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -34,21 +33,12 @@ struct Series
     std::string out;
 };
 
-double Ms(const timeval& t)
+// Runs the series' command once, its standard output going to `outPath`.
+bool Measure(Series& s, const char* outPath)
 {
-    return t.tv_sec * 1e3 + t.tv_usec / 1e3;
-}
-
-// Runs the series' command once, its standard output read into `out`.
-bool Measure(Series& s)
-{
-    int fd[2];
-    if (pipe(fd) != 0)
-        return false;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fd[1], 1);
-    posix_spawn_file_actions_addclose(&actions, fd[0]);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath, O_WRONLY | O_CREAT | O_TRUNC, 0600);
     std::vector<char*> args;
     for (std::string& a : s.argv)
         args.push_back(a.data());
@@ -57,21 +47,17 @@ bool Measure(Series& s)
     pid_t pid = 0;
     int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    close(fd[1]);
-    s.out.clear();
-    char buf[4096];
-    ssize_t n;
-    while ((n = read(fd[0], buf, sizeof buf)) > 0)
-        s.out.append(buf, static_cast<size_t>(n));
-    close(fd[0]);
     int status = 0;
     rusage usage{};
     if (spawned != 0 || wait4(pid, &status, 0, &usage) != pid)
         return false;
     std::chrono::duration<double, std::milli> wall = std::chrono::steady_clock::now() - start;
     s.wallMs.push_back(wall.count());
-    s.cpuMs.push_back(Ms(usage.ru_utime) + Ms(usage.ru_stime));
+    auto ms = [](const timeval& t) { return t.tv_sec * 1e3 + t.tv_usec / 1e3; };
+    s.cpuMs.push_back(ms(usage.ru_utime) + ms(usage.ru_stime));
     s.maxRssKiB = std::max(s.maxRssKiB, usage.ru_maxrss);
+    std::ifstream out(outPath);
+    s.out.assign(std::istreambuf_iterator<char>(out), {});
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -94,13 +80,15 @@ int main(int argc, char** argv)
     Series series[2] = {
         {"tessimo-tam --digest", {argc > 2 ? argv[2] : TESSIMO_TAM_TOOL, "--digest"}},
         {"tam_peer", {TESSIMO_TAM_PEER}}};
+    std::string outPath = "/tmp/tam_process_bench." + std::to_string(getpid());
     for (int i = 0; i < runs; ++i)
         for (Series& s : series)
-            if (!Measure(s))
+            if (!Measure(s, outPath.c_str()))
             {
                 fprintf(stderr, "tam_process_bench: %s failed\n", s.argv[0].c_str());
                 return 1;
             }
+    unlink(outPath.c_str());
     bool same = series[0].out == series[1].out;
     printf("same lines from both: %s\n", same ? "yes" : "NO");
     for (const Series& s : series)
