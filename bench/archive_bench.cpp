@@ -1,9 +1,8 @@
 // Archive extraction (RarExtract) against zlib's inflate of the same bytes,
-// and our writer's archive size against zlib -9, on a mixed corpus of at
-// least 16 MiB: the project's sources and text drawn from their words, the
-// build's objects, libraries and programs, and uncompressed 24- and 32-bit
-// pictures. Entries go into one non-solid archive (and one zlib stream
-// each), so each is extracted on its own, as the engine loads its assets.
+// and our writer's sizes against zlib -9, on a corpus of at least 16 MiB:
+// the sources and text drawn from their words, the build's binaries, and
+// uncompressed pictures. Each entry is extracted on its own from one
+// non-solid archive (or inflated from its own stream), as assets are loaded.
 //
 //   build/bench/archive_bench [--benchmark_filter=...]
 #include "archive/rar.h"
@@ -17,7 +16,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -46,31 +48,33 @@ Bytes ReadFile(const std::string& path)
     return Bytes(std::istreambuf_iterator<char>(in), {});
 }
 
-// Files under `dir` whose names end in one of `suffixes`, hidden ones and
-// the top level's build folders left out, in the order of a walk through
-// sorted folders.
-std::vector<std::filesystem::path> FindFiles(const char* dir, std::vector<std::string> suffixes)
+// Files under `dir` whose whole names match `pattern`, hidden ones and the
+// top level's build folders left out, folder by folder and name by name.
+std::vector<std::filesystem::path> FindFiles(const char* dir, const char* pattern)
 {
     std::vector<std::filesystem::path> out;
+    std::regex match(pattern);
     for (auto it = std::filesystem::recursive_directory_iterator(dir); it != end(it); ++it)
     {
         std::string n = it->path().filename();
         bool skip = n[0] == '.' || (it.depth() == 0 && n.rfind("build", 0) == 0);
         if (skip || it.depth() >= 6)
             it.disable_recursion_pending();
-        if (!skip && !it->is_directory())
-            for (const std::string& s : suffixes)
-                if (n.size() > s.size() && n.compare(n.size() - s.size(), s.size(), s) == 0)
-                    out.push_back(it->path());
+        if (!skip && !it->is_directory() && std::regex_match(n, match))
+            out.push_back(it->path());
     }
-    std::sort(out.begin(), out.end()); // folder by folder, name by name
+    std::sort(out.begin(), out.end());
     return out;
 }
 
 void Add(const std::string& name, const std::string& kind, Bytes data)
 {
+    uLongf size = compressBound(data.size());
+    Bytes zlib(size);
+    compress2(zlib.data(), &size, data.data(), data.size(), 9);
+    zlib.resize(size);
     if (data.size() > 0)
-        g_entries.push_back({name, kind, std::move(data), {}});
+        g_entries.push_back({name, kind, std::move(data), std::move(zlib)});
 }
 
 // Text: the sources as they are, then words drawn from their vocabulary
@@ -78,20 +82,15 @@ void Add(const std::string& name, const std::string& kind, Bytes data)
 void AddText(size_t total)
 {
     Bytes sources;
-    for (const auto& f : FindFiles(TESSIMO_SOURCE_DIR, {".cpp", ".h", ".cmake", ".md", ".txt"}))
+    for (const auto& f : FindFiles(TESSIMO_SOURCE_DIR, ".+\\.(cpp|h|cmake|md|txt)"))
     {
         Bytes b = ReadFile(f);
         if (sources.size() + b.size() > total / 4)
             break;
         sources.insert(sources.end(), b.begin(), b.end());
     }
-    std::vector<std::string> words(1);
-    for (uint8_t c : sources)
-        if (c != ' ' && c != '\n')
-            words.back() += char(c);
-        else if (!words.back().empty())
-            words.emplace_back();
-    words.pop_back(); // empty, or a word no separator ended
+    std::istringstream in(std::string(sources.begin(), sources.end()));
+    std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
     std::mt19937 rng(1);
     Bytes text;
     while (text.size() + sources.size() < total && !words.empty())
@@ -110,20 +109,6 @@ void AddText(size_t total)
         Add("text\\words" + std::to_string(i) + ".txt", "text",
             Bytes(text.begin() + i * 1048576,
                   text.begin() + std::min(text.size(), (i + 1) * 1048576)));
-}
-
-void AddBinaries(size_t total)
-{
-    size_t used = 0;
-    for (const auto& f : FindFiles(TESSIMO_BINARY_DIR, {".o", ".a", "-rar", "_test"}))
-    {
-        Bytes b = ReadFile(f);
-        b.resize(std::min({b.size(), size_t(4 * 1048576), total - used}));
-        used += b.size();
-        Add("bin\\" + f.filename().string(), "binary", std::move(b));
-        if (used >= total)
-            break;
-    }
 }
 
 // Value noise: smooth random hills at one scale.
@@ -169,7 +154,16 @@ Bytes Picture(int width, int height, int depth, uint32_t seed)
 void BuildCorpus()
 {
     AddText(5 * 1048576);
-    AddBinaries(5 * 1048576);
+    size_t used = 0, binaries = 5 * 1048576;
+    for (const auto& f : FindFiles(TESSIMO_BINARY_DIR, ".+(\\.o|\\.a|-rar|_test)"))
+    {
+        Bytes b = ReadFile(f);
+        b.resize(std::min({b.size(), size_t(4 * 1048576), binaries - used}));
+        used += b.size();
+        Add("bin\\" + f.filename().string(), "binary", std::move(b));
+        if (used >= binaries)
+            break;
+    }
     Add("img\\photo24.raw", "image", Picture(1024, 1024, 3, 11));
     Add("img\\photo32.raw", "image", Picture(1024, 512, 4, 12));
     Add("img\\tile24.raw", "image", Picture(512, 512, 3, 13));
@@ -178,13 +172,6 @@ void BuildCorpus()
         total += e.data.size();
     if (total < 16 * 1048576) // few binaries built yet: more text
         AddText(16 * 1048576 - total);
-    for (Entry& e : g_entries)
-    {
-        uLongf size = compressBound(e.data.size());
-        e.zlib.resize(size);
-        compress2(e.zlib.data(), &size, e.data.data(), e.data.size(), 9);
-        e.zlib.resize(size);
-    }
 }
 
 Bytes Archive(bool solid, const std::string& kind, int audio = -1)
@@ -200,28 +187,6 @@ Bytes Archive(bool solid, const std::string& kind, int audio = -1)
     std::string error;
     RarWriteArchive(list.data(), list.size(), options, &archive, &error);
     return archive;
-}
-
-// The sizes, rar/zlib below 1 where ours is smaller.
-void PrintSizes()
-{
-    printf("%-8s %12s %12s %12s %8s %12s\n", "corpus", "bytes", "rar", "zlib -9", "rar/zlib",
-           "rar solid");
-    for (std::string kind : {"text", "binary", "image", "all"})
-    {
-        size_t raw = 0, z = 0;
-        for (const Entry& e : g_entries)
-            if (In(e, kind))
-            {
-                raw += e.data.size();
-                z += e.zlib.size();
-            }
-        size_t ours = Archive(false, kind).size(), solid = Archive(true, kind).size();
-        printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.c_str(), raw, ours, z,
-               double(ours) / double(z), solid);
-    }
-    printf("image, LZ mode only: %zu\n", Archive(false, "image", 0).size());
-    fflush(stdout);
 }
 
 // Every entry of `kind` extracted from the archive, or inflated.
@@ -254,8 +219,8 @@ void Extract(benchmark::State& state, std::string kind, bool rar)
 
 } // namespace
 
-// Prints the sizes, the timings, then each extraction rate against
-// inflate's (ratio above 1 is faster).
+// Prints the sizes (rar/zlib below 1: ours smaller), the timings, then each
+// extraction rate against inflate's (ratio above 1: ours faster).
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
@@ -267,12 +232,27 @@ int main(int argc, char** argv)
     Bytes archive = Archive(false, "all");
     std::ofstream(g_archivePath, std::ios::binary)
         .write(reinterpret_cast<const char*>(archive.data()), std::streamsize(archive.size()));
-    PrintSizes();
+    printf("%-8s %12s %12s %12s %8s %12s\n", "corpus", "bytes", "rar", "zlib -9", "rar/zlib",
+           "rar solid");
     for (std::string kind : {"text", "binary", "image", "all"})
+    {
+        size_t raw = 0, z = 0;
+        for (const Entry& e : g_entries)
+            if (In(e, kind))
+            {
+                raw += e.data.size();
+                z += e.zlib.size();
+            }
+        size_t ours = Archive(false, kind).size(), solid = Archive(true, kind).size();
+        printf("%-8s %12zu %12zu %12zu %8.3f %12zu\n", kind.c_str(), raw, ours, z,
+               double(ours) / double(z), solid);
         for (bool rar : {true, false})
             benchmark::RegisterBenchmark(
                 ((rar ? "BM_RarExtract/" : "BM_ZlibInflate/") + kind).c_str(), Extract, kind, rar)
                 ->Unit(benchmark::kMillisecond);
+    }
+    printf("image, LZ mode only: %zu\n", Archive(false, "image", 0).size());
+    fflush(stdout);
     RunBenchmarks(
         [](RunMap& runs)
         {

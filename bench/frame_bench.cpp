@@ -1,10 +1,8 @@
 // A frame of the demo at 800 by 600 against a minimal GL program drawing
-// the same meshes from the same arrays, each with its material's vertex
-// program, texture, combine step and culling, and nothing else (no
-// statistics, state cache, overlay or console). Both run on one context of
-// SDL's offscreen driver, each frame ended with glFinish so that queued
-// work counts where it was asked for. LP_NUM_THREADS=0 is the default here
-// (the CPU figure holds all the drawing); set it to let llvmpipe use threads.
+// the same meshes from the same arrays with each material's vertex program,
+// texture, combine step and culling, and nothing else (no statistics, state
+// cache, overlay or console), on one offscreen context, each frame ended
+// with glFinish so that queued work counts where it was asked for.
 //
 //   build/bench/frame_bench [run directory]
 #include "app/gl_entry_points.h"
@@ -30,8 +28,7 @@ namespace
 
 HatchingDemo* demo = nullptr;
 
-// The peer's state common to all meshes, set once; the light stands where
-// the demo left it.
+// The peer's state common to all meshes; the light stands where the demo left it.
 Vec4 PeerBegin()
 {
     glPushAttrib(GL_ALL_ATTRIB_BITS);
@@ -135,8 +132,7 @@ void Line(const char* clock, double demoMs, double peerMs)
 
 int main(int argc, char** argv)
 {
-    // Short runs of each, repeated and interleaved in random order unless the
-    // command line says otherwise, so that a busy machine's drift falls on both alike.
+    // Short runs repeated and interleaved, so that a busy machine's drift falls on both alike.
     std::vector<char*> args(argv, argv + argc);
     char interleave[] = "--benchmark_enable_random_interleaving=true";
     args.insert(args.begin() + 1, interleave);
@@ -149,26 +145,16 @@ int main(int argc, char** argv)
             ->Repetitions(9)
             ->MeasureProcessCPUTime();
     const char* runDir = argc > 1 ? args[1] : TESSIMO_RUN_DIR;
-    if (chdir(runDir) != 0)
-    {
-        fprintf(stderr, "frame_bench: can't enter '%s'\n", runDir);
-        return 1;
-    }
+    bool entered = chdir(runDir) == 0;
     setenv("SDL_VIDEODRIVER", "offscreen", 1);
     setenv("SDL_AUDIODRIVER", "dummy", 1);
-    // Mesa's software rasteriser draws on the calling thread: the process's
-    // CPU time is then the whole cost of a frame, whatever else runs.
+    // Mesa draws on the calling thread: the CPU time is all the work of a frame.
     setenv("LP_NUM_THREADS", "0", 0);
     atexit(ExitCleanup);
-    ProgramOptions options;
-    options.width = 800;
-    options.height = 600;
-    options.forceWindowed = true;
-    StartProgram(options);
-    demo = new HatchingDemo;
-    g_engine = demo;
+    StartProgram({800, 600, true}); // 800 by 600, windowed
+    g_engine = demo = new HatchingDemo;
     demo->Init();
-    if (!demo->model || demo->model->meshCount == 0)
+    if (!entered || !demo->model || demo->model->meshCount == 0)
     {
         fprintf(stderr, "frame_bench: no model in '%s'\n", runDir);
         return 1;
@@ -177,9 +163,7 @@ int main(int argc, char** argv)
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
         faces += demo->model->meshes[i].faceCount;
     printf("model: %u meshes, %u triangles\n", demo->model->meshCount, faces);
-    // By the wall clock, then by the process's CPU time (all the work of a
-    // frame, as the rasteriser runs on this thread: the figure to read on a
-    // busy machine), from the medians of the repetitions.
+    // The CPU time figure is the one to read on a busy machine.
     RunBenchmarks(
         [](RunMap& runs)
         {

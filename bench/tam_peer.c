@@ -3,10 +3,7 @@
  * no code with the engine, that prints the same lines. A pixel black in one
  * tone stays black in every darker one, so one chain of levels holds the
  * whole stack; candidates are counted, not drawn; slices are hashed one at
- * a time.
- *
- *   build/bench/tam_peer
- */
+ * a time. Run as build/bench/tam_peer. */
 #include <openssl/evp.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -48,8 +45,7 @@ static void Put(uint32_t x, uint32_t y, uint32_t level)
     }
 }
 
-/* w pixels (0 to 3) across the stroke: across y for a stroke along x (the
- * second one diagonal when there are two across x). */
+/* w pixels (0 to 3) across the stroke, the second diagonal for 2 across x. */
 static void Brush(uint32_t x, uint32_t y, uint32_t w, int acrossY, uint32_t level)
 {
     if (w >= 1)
@@ -66,8 +62,7 @@ static uint32_t Width(uint32_t i, uint32_t n)
     return t < 0.25 ? 1 : t < 0.5 ? 2 : t < 0.75 ? 3 : t < 0.9 ? 2 : t < 0.95 ? 1 : 0;
 }
 
-/* Bresenham's steps along the longer axis a from its lower end, the other
- * axis b following. */
+/* Bresenham's steps along the longer axis a, b following. */
 static void Stroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint32_t level)
 {
     int32_t dx = abs((int32_t)(x2 - x1)), dy = abs((int32_t)(y2 - y1));
@@ -103,9 +98,7 @@ static float Coverage(uint32_t ink, uint32_t level)
 
 static uint32_t EndAcross(uint32_t start, double drift)
 {
-    if (drift < 0 && -drift > (double)start)
-        return 0;
-    return (uint32_t)((double)start + drift);
+    return drift < 0 && -drift > (double)start ? 0 : (uint32_t)((double)start + drift);
 }
 
 static void Generate(float target)
