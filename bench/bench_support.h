@@ -1,21 +1,19 @@
-// Runs the benchmarks the command line selects and, after their table,
-// hands each one's run (the median, when repeated) to `print` for the
-// lines that set it against its peer.
+// Runs the benchmarks the command line selects, printing their table, and
+// returns each one's run (the median, when repeated) for the lines that set
+// it against its peer.
 #pragma once
 #include <benchmark/benchmark.h>
 
-#include <functional>
 #include <map>
 #include <string>
 
 using RunMap = std::map<std::string, benchmark::BenchmarkReporter::Run>;
 
-inline void RunBenchmarks(std::function<void(RunMap&)> print)
+inline RunMap RunBenchmarks()
 {
     struct Reporter : benchmark::ConsoleReporter
     {
         RunMap runs;
-        std::function<void(RunMap&)> print;
         void ReportRuns(const std::vector<Run>& list) override
         {
             ConsoleReporter::ReportRuns(list);
@@ -24,13 +22,8 @@ inline void RunBenchmarks(std::function<void(RunMap&)> print)
                     (r.run_type == Run::RT_Iteration && !runs.count(r.run_name.function_name)))
                     runs[r.run_name.function_name] = r;
         }
-        void Finalize() override
-        {
-            ConsoleReporter::Finalize();
-            print(runs);
-        }
     } reporter;
-    reporter.print = std::move(print);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
+    return reporter.runs;
 }

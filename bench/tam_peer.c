@@ -1,9 +1,7 @@
-/* The peer of tessimo-tam --digest: a minimal plain C generator of the
- * demo's tonal art map (256 by 256, 128 tones, best of 5, hatching), sharing
- * no code with the engine, that prints the same lines. A pixel black in one
- * tone stays black in every darker one, so one chain of levels holds the
- * whole stack; candidates are counted, not drawn; slices are hashed one at
- * a time. Run as build/bench/tam_peer. */
+/* build/bench/tam_peer: the peer of tessimo-tam --digest, a minimal plain C
+ * generator of the demo's art map (256 by 256, 128 tones, best of 5) sharing
+ * no code with the engine. A pixel black in one tone stays black in every
+ * darker one, so one chain of levels holds the whole stack. */
 #include <openssl/evp.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -92,8 +90,7 @@ static void Stroke(uint32_t x1, uint32_t y1, uint32_t x2, uint32_t y2, uint32_t 
 
 static float Coverage(uint32_t ink, uint32_t level)
 {
-    uint32_t side = kSize >> level;
-    return (float)ink / (float)(side * side);
+    return (float)ink / (float)((kSize >> level) * (kSize >> level));
 }
 
 static uint32_t EndAcross(uint32_t start, double drift)
@@ -185,11 +182,8 @@ int main(void)
         }
         Hex(one, hex);
         printf("level %u side %u slices %u sha256 %s\n", m, side, slices, hex);
-        free(tone[m]);
     }
     Hex(all, hex);
     printf("volume sha256 %s\nstrokes %u\n", hex, strokes);
-    EVP_MD_CTX_free(one);
-    EVP_MD_CTX_free(all);
     return 0;
 }

@@ -1,9 +1,6 @@
-// tessimo-tam --digest against tam_peer, a minimal plain C generator of the
-// same volume, as whole processes run alternately: for each, the median CPU
-// time (user + system, from wait4) and wall time and the largest max RSS,
-// then the ratios. Both must print the same lines.
-//
-//   build/bench/tam_process_bench [runs (15) [TOOL: another tessimo-tam]]
+// build/bench/tam_process_bench [runs (15) [TOOL]]: tessimo-tam --digest (or
+// TOOL) against tam_peer as whole processes run alternately: median CPU (from
+// wait4) and wall times, largest max RSS, ratios. Both must print the same.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -71,12 +68,7 @@ double Median(std::vector<double> v)
 
 int main(int argc, char** argv)
 {
-    int runs = argc > 1 ? atoi(argv[1]) : 15;
-    if (runs < 1)
-    {
-        fprintf(stderr, "usage: tam_process_bench [runs [TOOL]]\n");
-        return 2;
-    }
+    int runs = std::max(1, argc > 1 ? atoi(argv[1]) : 15);
     Series series[2] = {
         {"tessimo-tam --digest", {argc > 2 ? argv[2] : TESSIMO_TAM_TOOL, "--digest"}},
         {"tam_peer", {TESSIMO_TAM_PEER}}};
