@@ -5,8 +5,6 @@
 #include "archive/rar_writer.h"
 #include "bench_support.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -18,10 +16,10 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include <zlib.h>
 
 namespace
 {
-
 using Bytes = std::vector<uint8_t>;
 
 struct Entry
@@ -212,7 +210,6 @@ void Extract(benchmark::State& state, std::string kind, bool rar)
             }
     state.SetBytesProcessed(int64_t(bytes));
 }
-
 } // namespace
 
 // Prints the sizes (rar/zlib below 1: ours smaller), the timings, then each

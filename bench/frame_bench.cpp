@@ -11,7 +11,6 @@
 #include "resources/vertex_program.h"
 #include "scene/camera.h"
 #include "scene/light.h"
-#include "scene/mesh.h"
 #include "scene/mesh_set.h"
 
 #include <cstdio>
@@ -21,7 +20,6 @@
 
 namespace
 {
-
 HatchingDemo* demo = nullptr;
 
 // The peer's state common to all meshes; the light stands where the demo left it.
@@ -91,15 +89,6 @@ void PeerFrame(const Vec4& light)
     }
 }
 
-void PeerEnd()
-{
-    glMatrixMode(GL_TEXTURE);
-    glPopMatrix();
-    glMatrixMode(GL_MODELVIEW);
-    glPopClientAttrib();
-    glPopAttrib();
-}
-
 void Frames(benchmark::State& state, bool peer)
 {
     Vec4 light = peer ? PeerBegin() : Vec4();
@@ -112,10 +101,14 @@ void Frames(benchmark::State& state, bool peer)
         g_window->Swap();
         glFinish();
     }
-    if (peer)
-        PeerEnd();
+    if (!peer)
+        return;
+    glMatrixMode(GL_TEXTURE);
+    glPopMatrix();
+    glMatrixMode(GL_MODELVIEW);
+    glPopClientAttrib();
+    glPopAttrib();
 }
-
 } // namespace
 
 int main(int argc, char** argv)

@@ -9,7 +9,6 @@
 
 namespace
 {
-
 void Generate(benchmark::State& state, ArtMapForm form)
 {
     ArtMapVolume volume;
@@ -51,7 +50,6 @@ void StartupShare()
     printf("start-up share, first run: stack %.2f ms, slices %.2f ms, together %.2f ms\n",
            ms(start, generated), ms(generated, written), ms(start, written));
 }
-
 } // namespace
 
 int main(int argc, char** argv)

@@ -10,7 +10,6 @@
 
 #define kSize 256
 #define kTones 128
-#define kCandidates 5
 #define kLevels 9
 
 static int32_t rngState = 1;
@@ -108,7 +107,7 @@ static void Generate(float target)
         float best = 0.0f, t;
         uint32_t bx1 = 0, by1 = 0, bx2 = 0, by2 = 0;
         alternate = !alternate;
-        for (c = 0; c < kCandidates; ++c)
+        for (c = 0; c < 5; ++c) /* candidates */
         {
             uint32_t length = (uint32_t)((Draw() * (double)0.7f * scale + (double)0.3f) * kSize);
             uint32_t x = Draw() % kSize, y = Draw() % kSize;
@@ -153,19 +152,14 @@ static void Hex(EVP_MD_CTX* ctx, char* out)
 int main(void)
 {
     static uint8_t slice[kSize * kSize * 3];
-    const float step = (float)(1.0 / kTones);
     float target = 0.0f;
     EVP_MD_CTX *all = EVP_MD_CTX_new(), *one = EVP_MD_CTX_new();
     char hex[2 * EVP_MAX_MD_SIZE + 1];
     uint32_t m, j, i;
-    int k;
     for (m = 0; m < kLevels; ++m)
         tone[m] = calloc((size_t)(kSize >> m) * (kSize >> m), sizeof(uint16_t));
-    for (k = kTones - 1; k >= 0; --k, target += step)
-    {
-        mark = (uint16_t)(k + 1);
+    for (mark = kTones; mark > 0; --mark, target += (float)(1.0 / kTones))
         Generate(target);
-    }
     EVP_DigestInit_ex(all, EVP_sha256(), NULL);
     for (m = 0; m < kLevels; ++m)
     {

@@ -19,12 +19,11 @@ extern char** environ;
 
 namespace
 {
-
 struct Series
 {
-    Series(const char* name, std::vector<std::string> argv) : name(name), argv(std::move(argv)) {}
+    Series(const char* name, std::vector<const char*> argv) : name(name), argv(argv) {}
     const char* name;
-    std::vector<std::string> argv;
+    std::vector<const char*> argv; // null-terminated
     std::vector<double> cpuMs, wallMs;
     long maxRssKiB = 0;
     std::string out;
@@ -36,13 +35,10 @@ bool Measure(Series& s, const char* outPath)
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, outPath, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    std::vector<char*> args;
-    for (std::string& a : s.argv)
-        args.push_back(a.data());
-    args.push_back(nullptr);
     auto start = std::chrono::steady_clock::now();
     pid_t pid = 0;
-    int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
+    int spawned = posix_spawn(&pid, s.argv[0], &actions, nullptr,
+                              const_cast<char* const*>(s.argv.data()), environ);
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     rusage usage{};
@@ -63,21 +59,20 @@ double Median(std::vector<double> v)
     std::sort(v.begin(), v.end());
     return v[v.size() / 2];
 }
-
 } // namespace
 
 int main(int argc, char** argv)
 {
     int runs = std::max(1, argc > 1 ? atoi(argv[1]) : 15);
     Series series[2] = {
-        {"tessimo-tam --digest", {argc > 2 ? argv[2] : TESSIMO_TAM_TOOL, "--digest"}},
-        {"tam_peer", {TESSIMO_TAM_PEER}}};
+        {"tessimo-tam --digest", {argc > 2 ? argv[2] : TESSIMO_TAM_TOOL, "--digest", nullptr}},
+        {"tam_peer", {TESSIMO_TAM_PEER, nullptr}}};
     std::string outPath = "/tmp/tam_process_bench." + std::to_string(getpid());
     for (int i = 0; i < runs; ++i)
         for (Series& s : series)
             if (!Measure(s, outPath.c_str()))
             {
-                fprintf(stderr, "tam_process_bench: %s failed\n", s.argv[0].c_str());
+                fprintf(stderr, "tam_process_bench: %s failed\n", s.argv[0]);
                 return 1;
             }
     unlink(outPath.c_str());
