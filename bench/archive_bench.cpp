@@ -1,5 +1,5 @@
 // build/bench/archive_bench: RarExtract against zlib's inflate, and our sizes
-// against zlib -9, on 16 MiB of text, the build's binaries and pictures; each
+// against zlib -9, on 16 MiB of text, binaries of the build and pictures, each
 // entry extracted on its own from one non-solid archive, as assets are.
 #include "archive/rar.h"
 #include "archive/rar_writer.h"
@@ -245,7 +245,6 @@ int main(int argc, char** argv)
                 ->Unit(benchmark::kMillisecond);
     }
     printf("image, LZ mode only: %zu\n", Archive(false, "image", 0).size());
-    fflush(stdout);
     RunMap runs = RunBenchmarks();
     for (std::string kind : {"all", "binary", "image", "text"})
     {

@@ -156,5 +156,6 @@ int main(int argc, char** argv)
                    g_window->height, cpu ? "cpu time" : "wall clock", 1000.0 / demoMs,
                    1000.0 / peerMs, peerMs / demoMs);
     }
+    fflush(stdout); // before the engine's closing lines on stderr
     return 0;
 }

@@ -1,6 +1,6 @@
 // build/bench/tam_process_bench [runs (15) [TOOL]]: tessimo-tam --digest (or
-// TOOL) against tam_peer as whole processes run alternately: median CPU (from
-// wait4) and wall times, largest max RSS, ratios. Both must print the same.
+// TOOL) against tam_peer, whole processes run alternately: median CPU (wait4)
+// and wall times, largest max RSS, ratios; both must print the same lines.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
