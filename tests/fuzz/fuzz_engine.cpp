@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -41,13 +42,8 @@ public:
 FuzzDemo* demo = nullptr;
 testsupport::DemoEngine* runner = nullptr;
 
-struct Operation
-{
-    const char* name;
-    void (*run)(const char* argument);
-};
-
-const Operation kOperations[] = {
+// "!name argument": engine operations no console command reaches.
+const std::map<std::string, void (*)(const char*)> kOperations = {
     {"!delvp", [](const char* a) { demo->DeleteVertexProgramByName(a); }},
     {"!delallvp", [](const char*) { demo->DeleteAllVertexPrograms(); }},
     {"!delalltextures", [](const char*) { demo->DeleteAllTextures(); }},
@@ -65,16 +61,6 @@ const Operation kOperations[] = {
     {"!setshader", [](const char* a) { demo->SetShader(demo->FindShader(a)); }},
     {"!setvp", [](const char* a) { demo->SetVertexProgram(demo->FindVertexProgram(a)); }},
 };
-
-// "!name argument": the operation of that name, or nothing.
-void RunOperation(const char* line)
-{
-    const char* blank = strchr(line, ' ');
-    size_t length = blank ? static_cast<size_t>(blank - line) : strlen(line);
-    for (const Operation& operation : kOperations)
-        if (strlen(operation.name) == length && memcmp(operation.name, line, length) == 0)
-            operation.run(blank ? blank + 1 : "");
-}
 
 std::vector<void*> Entries(const ResourceList* list)
 {
@@ -106,39 +92,33 @@ std::vector<void*> Snapshot()
     return held;
 }
 
-bool Contains(const std::vector<void*>& set, const void* p)
-{
-    return std::find(set.begin(), set.end(), p) != set.end();
-}
-
 // No pointer into the registries may outlive its object.
 void CheckHeld()
 {
     std::vector<void*> textures = Entries(demo->textures);
     textures.insert(textures.end(), demo->removedTextures.begin(), demo->removedTextures.end());
-    textures.push_back(demo->artMap);
-    textures.push_back(nullptr);
-    std::vector<void*> programs = Entries(demo->vertexPrograms);
+    textures.insert(textures.end(), {demo->artMap, nullptr});
+    std::vector<void*> programs = Entries(demo->vertexPrograms), shaders = {nullptr};
     programs.push_back(nullptr);
-    std::vector<void*> shaders = {nullptr};
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
         shaders.push_back(s);
+    auto need = [](const std::vector<void*>& set, const void* p)
+    {
+        if (std::find(set.begin(), set.end(), p) == set.end())
+            abort();
+    };
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
     {
         for (const ShaderStage& stage : s->stages)
-            if (!Contains(textures, stage.texture))
-                abort();
-        if (!Contains(programs, s->vertexProgram))
-            abort();
+            need(textures, stage.texture);
+        need(programs, s->vertexProgram);
     }
-    if (!Contains(textures, demo->currentTexture) ||
-        !Contains(programs, demo->currentVertexProgram))
-        abort();
-    if (!Contains(shaders, demo->currentShader) || !Contains(shaders, demo->font->shader))
-        abort();
+    need(textures, demo->currentTexture);
+    need(programs, demo->currentVertexProgram);
+    need(shaders, demo->currentShader);
+    need(shaders, demo->font->shader);
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        if (!Contains(shaders, demo->model->meshes[i].shader))
-            abort();
+        need(shaders, demo->model->meshes[i].shader);
 }
 
 void Step()
@@ -216,8 +196,6 @@ void Restore()
     }
 }
 
-constexpr int kMaxSteps = 24;
-
 // Offscreen EGL gives out after ~1000 context remakes: mode switches are capped.
 bool SwitchesMode(const char* line)
 {
@@ -227,40 +205,14 @@ bool SwitchesMode(const char* line)
     return ++switches > 256;
 }
 
-void RunLines(const uint8_t* bytes, size_t size)
+void RunLine(const char* line)
 {
-    std::string line;
-    int steps = 0;
-    for (size_t i = 0; i <= size && steps < kMaxSteps; ++i)
-    {
-        if (i < size && bytes[i] != '\n' && line.size() < 300)
-        {
-            line += static_cast<char>(bytes[i]);
-            continue;
-        }
-        if (line[0] == '!')
-            RunOperation(line.c_str());
-        else if (!SwitchesMode(line.c_str()))
-            demo->console->Execute(line.c_str());
-        Step();
-        ++steps;
-        line.clear();
-    }
-}
-
-void RunKeys(const uint8_t* bytes, size_t size)
-{
-    int steps = 0;
-    for (size_t i = 0; i < size && steps < kMaxSteps; ++i)
-    {
-        if (bytes[i] != 0)
-            g_input->keys[bytes[i]] ^= 1;
-        else
-        {
-            Step();
-            ++steps;
-        }
-    }
+    const char* blank = strchr(line, ' ');
+    auto operation = kOperations.find(std::string(line, blank ? blank : line + strlen(line)));
+    if (operation != kOperations.end())
+        operation->second(blank ? blank + 1 : "");
+    else if (line[0] != '!' && !SwitchesMode(line))
+        demo->console->Execute(line);
     Step();
 }
 
@@ -284,20 +236,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    if (size == 0)
-        return 0;
-    // FUZZ_ENGINE_LAST keeps the running input, for a crash in the GL driver.
-    static const char* last = getenv("FUZZ_ENGINE_LAST");
-    if (last)
-        if (FILE* file = fopen(last, "wb"))
-        {
-            fwrite(bytes, 1, size, file);
-            fclose(file);
-        }
-    if (bytes[0] & 1)
-        RunKeys(bytes + 1, size - 1);
-    else
-        RunLines(bytes + 1, size - 1);
+    Replay(bytes, size, g_input->keys, 300, 24, RunLine, Step);
     Restore();
     return 0;
 }
