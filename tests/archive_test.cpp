@@ -56,28 +56,25 @@ Bytes Image(int width, int height, int depth, uint32_t seed)
 {
     std::mt19937 rng(seed);
     Bytes b;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-        {
-            b.insert(b.end(), {uint8_t(x + (rng() & 3)), uint8_t(y * 2 + (rng() & 3)),
-                               uint8_t((x * y) / 64 + (rng() & 1))});
-            if (depth == 4)
-                b.push_back(uint8_t(255 - (rng() & 1)));
-        }
+    for (int i = 0; i < width * height * depth; ++i)
+    {
+        int x = i / depth % width, y = i / depth / width, c = i % depth;
+        b.push_back(uint8_t((c == 0   ? x
+                             : c == 1 ? 2 * y
+                             : c == 2 ? x * y / 64
+                                      : 255) +
+                            (rng() & 3)));
+    }
     return b;
 }
 
-struct Item
-{
-    std::string name;
-    Bytes data;
-};
+using Item = std::pair<std::string, Bytes>; // a name and its bytes
 
 Bytes Write(const std::vector<Item>& items, const RarWriterOptions& options)
 {
     std::vector<RarWriterEntry> entries;
-    for (const Item& i : items)
-        entries.push_back({i.name.c_str(), i.data.data(), uint32_t(i.data.size())});
+    for (const auto& [name, data] : items)
+        entries.push_back({name.c_str(), data.data(), uint32_t(data.size())});
     Bytes archive;
     std::string error;
     EXPECT_TRUE(RarWriteArchive(entries.data(), entries.size(), options, &archive, &error))
@@ -111,9 +108,9 @@ void ExpectAllBack(const Bytes& archive, const std::vector<Item>& items, const c
         for (size_t k = items.size(); k-- > 0;)
         {
             Bytes out;
-            EXPECT_TRUE(Extract(archive, items[k].name, &out, password) == RarStatus::Ok &&
-                        out == items[k].data)
-                << what << (p ? " plain: " : ": ") << items[k].name;
+            EXPECT_TRUE(Extract(archive, items[k].first, &out, password) == RarStatus::Ok &&
+                        out == items[k].second)
+                << what << (p ? " plain: " : ": ") << items[k].first;
         }
     }
     g_rarPlainDecoding = false;
@@ -183,15 +180,36 @@ TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
     for (size_t i = 0; i < items.size(); ++i)
     {
         testsupport::WriteText("in" + std::to_string(i),
-                               {items[i].data.begin(), items[i].data.end()});
-        create.push_back("in" + std::to_string(i) + "=" + items[i].name);
+                               {items[i].second.begin(), items[i].second.end()});
+        create.push_back("in" + std::to_string(i) + "=" + items[i].first);
     }
     ASSERT_EQ(testsupport::RunTool(create).status, 0);
     EXPECT_TRUE(FromText(testsupport::ReadText("t.rar")) == known) << "tessimo-rar create";
     testsupport::ToolRun r =
         testsupport::RunTool({tool, "extract", path, "TGA/PCM.RAW", "--password", "known answer"});
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(FromText(r.out) == items[1].data);
+    EXPECT_TRUE(FromText(r.out) == items[1].second);
+
+    // FileBuffer: one name from the disk (caselessly) and from the archive; reads past the end
+    // move nothing.
+    std::filesystem::create_directory("Tsm");
+    testsupport::WriteText("Tsm/Lz.TXT", "disk!");
+    FileBuffer disk, packed, missing;
+    ASSERT_TRUE(disk.Open("tsm\\lz.txt", "", nullptr));
+    ASSERT_TRUE(packed.Open("TSM/LZ.txt", path.c_str(), "known answer"));
+    EXPECT_TRUE(Bytes(packed.data, packed.data + packed.size) == items[0].second);
+    uint8_t four[4] = {};
+    uint8_t* pointer = four;
+    EXPECT_TRUE(disk.Read(four, 2) && !disk.Read(four, 4) && !disk.ReadPointer(&pointer, 4));
+    EXPECT_TRUE(pointer == four && disk.position == 2u && !memcmp(four, "di", 2));
+    EXPECT_TRUE(disk.ReadPointer(&pointer, 3) && pointer == disk.data + 2);
+    EXPECT_TRUE(disk.Read(four, 0) && !disk.Read(four, 1));
+    disk.Close();
+    EXPECT_TRUE(!disk.data && !disk.size && !disk.position && !disk.loaded);
+    EXPECT_TRUE(!missing.Open("no\\such.file", path.c_str(), nullptr) &&
+                RarLastStatus() == RarStatus::NoEntry);
+    EXPECT_TRUE(!missing.Open("tsm\\lz.txt", "no.rar", nullptr) &&
+                RarLastStatus() == RarStatus::NoArchive);
 }
 
 // Every kind of data in every mode; each password length gives its own key.
@@ -242,31 +260,6 @@ TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
     }
 }
 
-// One name from the disk (caselessly) and from an archive; reads past the end move nothing.
-TEST(ArchiveFileBuffer, DiskPathsReadsAndArchive)
-{
-    const std::string known = Env("TESSIMO_SOURCE_DIR") + "/tests/data/archive_known.rar";
-    testsupport::TempDir temp;
-    std::filesystem::create_directory("Tsm");
-    testsupport::WriteText("Tsm/Lz.TXT", "disk!");
-    FileBuffer disk, packed, missing;
-    ASSERT_TRUE(disk.Open("tsm\\lz.txt", "", nullptr));
-    ASSERT_TRUE(packed.Open("TSM/LZ.txt", known.c_str(), "known answer"));
-    EXPECT_EQ(Bytes(packed.data, packed.data + packed.size), KnownItems()[0].data);
-    uint8_t four[4] = {};
-    uint8_t* pointer = four;
-    EXPECT_TRUE(disk.Read(four, 2) && !disk.Read(four, 4) && !disk.ReadPointer(&pointer, 4));
-    EXPECT_TRUE(pointer == four && disk.position == 2u && !memcmp(four, "di", 2));
-    EXPECT_TRUE(disk.ReadPointer(&pointer, 3) && pointer == disk.data + 2);
-    EXPECT_TRUE(disk.Read(four, 0) && !disk.Read(four, 1));
-    disk.Close();
-    EXPECT_TRUE(!disk.data && !disk.size && !disk.position && !disk.loaded);
-    EXPECT_FALSE(missing.Open("no\\such.file", known.c_str(), nullptr));
-    EXPECT_EQ(RarLastStatus(), RarStatus::NoEntry);
-    EXPECT_FALSE(missing.Open("tsm\\lz.txt", "no.rar", nullptr));
-    EXPECT_EQ(RarLastStatus(), RarStatus::NoArchive);
-}
-
 namespace
 {
 
@@ -280,35 +273,30 @@ const auto DistanceBits = [](uint32_t s) { return s < 4 ? 0 : std::min(16u, s / 
 const uint32_t kShortBaseKnown[8] = {0, 4, 8, 16, 32, 64, 128, 192};
 const uint32_t kShortBitsKnown[8] = {2, 2, 3, 4, 5, 6, 6, 6};
 
-// Flat code tables: code-length symbols 4 bits, main 9, distance 6, repeat 5.
+// Flat code tables: code-length symbols 4 bits, main 9 (or more), distance 6, repeat 5.
 constexpr uint8_t kMain = 9, kDistance = 6, kRepeat = 5;
 
 struct Stream
 {
     RarBitWriter bits;
+    uint32_t main = kMain;
 
-    static Bytes FlatLz(uint8_t main = kMain)
+    // Flat LZ tables of `mainBits`, with `delta` as deltas against the flat ones of kMain.
+    void Tables(uint32_t mainBits = kMain, bool delta = false)
     {
-        Bytes lengths(kRarLzTableSize, kRepeat);
-        std::fill_n(lengths.begin(), kRarMainSymbols, main);
-        std::fill_n(lengths.begin() + kRarMainSymbols, kRarDistanceSymbols, kDistance);
-        return lengths;
-    }
-    void LengthCode()
-    {
+        bits.Put(delta, 2);
         for (int i = 0; i < 19; ++i)
             bits.Put(5, 4);
-    }
-    // An LZ table set; with `previous` the lengths are deltas against it.
-    void LzTables(const Bytes& lengths = FlatLz(), const Bytes& previous = {})
-    {
-        bits.Put(0, 1);
-        bits.Put(!previous.empty(), 1);
-        LengthCode();
         for (uint32_t i = 0; i < kRarLzTableSize; ++i)
-            bits.Put((lengths[i] - (previous.empty() ? 0 : previous[i])) & 15, 5);
+        {
+            uint32_t length = i < kRarMainSymbols                         ? mainBits
+                              : i < kRarMainSymbols + kRarDistanceSymbols ? kDistance
+                                                                          : kRepeat;
+            bits.Put(delta ? (length - (i < kRarMainSymbols ? kMain : length)) & 15 : length, 5);
+        }
+        main = mainBits;
     }
-    void Main(uint32_t symbol) { bits.Put(symbol, kMain); }
+    void Main(uint32_t symbol) { bits.Put(symbol, main); }
     void Literals(const char* text)
     {
         for (; *text; ++text)
@@ -334,24 +322,12 @@ Bytes Archive(bool solid, const std::vector<RarFileBlock>& blocks)
     return out;
 }
 
+// A file block, stored unless `method` says otherwise.
 RarFileBlock Block(const std::string& name, const Bytes& packed, const Bytes& expected,
-                   uint16_t flags = kRarLongBlock, uint8_t method = 0x33)
+                   uint8_t method = 0x30, uint16_t flags = kRarLongBlock, uint8_t version = 20)
 {
-    RarFileBlock b;
-    b.name = name;
-    b.flags = flags;
-    b.method = method;
-    b.packed = packed;
-    b.unpackSize = uint32_t(expected.size());
-    b.fileCrc = RarCrc32(0, expected.data(), expected.size());
-    return b;
-}
-
-RarFileBlock Stored(const std::string& name, const Bytes& data, uint8_t version = 20)
-{
-    RarFileBlock b = Block(name, data, data, kRarLongBlock, 0x30);
-    b.unpackVersion = version;
-    return b;
+    uint32_t crc = RarCrc32(0, expected.data(), expected.size());
+    return {name, flags, uint32_t(expected.size()), crc, version, method, packed};
 }
 
 void Copy(Bytes* out, size_t distance, size_t length)
@@ -362,7 +338,7 @@ void Copy(Bytes* out, size_t distance, size_t length)
 
 void ExpectStream(Stream& s, const Bytes& expected)
 {
-    ExpectAllBack(Archive(false, {Block("x", s.bits.Finish(), expected)}), {{"x", expected}},
+    ExpectAllBack(Archive(false, {Block("x", s.bits.Finish(), expected, 0x33)}), {{"x", expected}},
                   nullptr, "stream", true);
 }
 
@@ -374,7 +350,7 @@ void ExpectStream(Stream& s, const Bytes& expected)
 TEST(ArchiveStream, EveryLzSymbolDistanceAndTableSwitch)
 {
     Stream s;
-    s.LzTables();
+    s.Tables();
     s.Main(256);
     s.Literals("abc");
     s.Main(257); // the distance of that repeat, 0: the byte onto itself, a zero
@@ -398,7 +374,8 @@ TEST(ArchiveStream, EveryLzSymbolDistanceAndTableSwitch)
 
     Stream r;
     r.bits.Put(0, 2);
-    r.LengthCode();
+    for (int i = 0; i < 19; ++i)
+        r.bits.Put(5, 4);
     r.bits.Put(16, 5); // 3 times the length before the first: 0
     r.bits.Put(0, 2);
     for (uint32_t i = 3; i < kRarMainSymbols; ++i)
@@ -435,22 +412,19 @@ TEST(ArchiveStream, EveryLzSymbolDistanceAndTableSwitch)
         }
     ExpectStream(s, expected);
 
-    Stream a;
-    a.LzTables();
+    Stream a, b;
+    a.Tables();
     a.Literals("solid!");
     a.Main(269);
-    a.LzTables(Stream::FlatLz(kMain + 1), Stream::FlatLz());
-    RarBitWriter b;
-    for (char c : std::string("ok "))
-        b.Put(uint8_t(c), kMain + 1);
-    b.Put(270 + 3, kMain + 1); // length 6 at distance 9: the whole first entry
-    b.Put(6, kDistance);
-    b.Put(0, DistanceBits(6));
+    a.Tables(kMain + 1, true);
+    b.main = kMain + 1;
+    b.Literals("ok ");
+    b.Long(3, 0, 6, 0); // length 6 at distance 9: the whole first entry
     std::vector<Item> items = {{"one", FromText("solid!")}, {"two", FromText("ok solid!")}};
-    ExpectAllBack(
-        Archive(true, {Block("one", a.bits.Finish(), items[0].data),
-                       Block("two", b.Finish(), items[1].data, kRarLongBlock | kRarFileSolid)}),
-        items, nullptr, "delta", true);
+    ExpectAllBack(Archive(true, {Block("one", a.bits.Finish(), items[0].second, 0x33),
+                                 Block("two", b.bits.Finish(), items[1].second, 0x33,
+                                       kRarLongBlock | kRarFileSolid)}),
+                  items, nullptr, "delta", true);
 }
 
 // Every 32 samples the best weight moves, within -17..16; a tie goes to the lower index.
@@ -477,9 +451,10 @@ TEST(ArchiveStream, AudioWeightsStopAtTheirBounds)
 TEST(ArchiveContainer, WalkRulesAndHostileArchives)
 {
     const Bytes payload = FromText("payload"), g = FromText("g");
-    const RarFileBlock stored = Stored("dir\\File_1.txt", payload), good = Stored("good", g);
-    const RarFileBlock bad = Stored("bad", payload, 99),
-                       badCrc = Block("c", payload, g, kRarLongBlock, 0x30);
+    const RarFileBlock stored = Block("dir\\File_1.txt", payload, payload),
+                       good = Block("good", g, g);
+    auto version = [&](uint8_t v)
+    { return Archive(false, {Block("v", g, g, 0x30, kRarLongBlock, v)}); };
     auto withSignature = [&](const char* signature)
     {
         Bytes archive = Archive(false, {stored});
@@ -502,23 +477,23 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         return out;
     };
     const std::string longName(300, 'n');
-    RarFileBlock named = Block(longName, payload, FromText("nnnnnnn"), kRarLongBlock, 0x30);
+    const Bytes named = Archive(false, {Block(longName, payload, FromText("nnnnnnn")), good});
     RarWriterOptions o;
     o.password = "pw";
     const Bytes secret = Write({{"a", SourceText(900)}}, o);
-    RarFileBlock absurd = Block("x", Bytes(64, 0x55), payload), absurdStored = Stored("x", g);
+    RarFileBlock absurd = Block("x", Bytes(64, 0x55), payload, 0x33), absurdStored = good;
     absurd.unpackSize = absurdStored.unpackSize = 0xFFFFFFFFu;
-    RarFileBlock far = Stored("y", payload);
+    RarFileBlock far = Block("y", payload, payload);
     far.unpackSize = 0xFF000000u;
     Bytes beyond = Archive(false, {far});
     beyond[7 + 13 + 7] = beyond[7 + 13 + 10] = 0xFF; // packSize 0xFF0000FF
     Stream s;                                        // table switches only: no byte ever comes
     for (int i = 0; i < 21; ++i)
     {
-        s.LzTables();
+        s.Tables();
         s.Main(269);
     }
-    RarFileBlock dry = Block("x", s.bits.Finish(), {});
+    RarFileBlock dry = Block("x", s.bits.Finish(), {}, 0x33);
     dry.unpackSize = 1 << 20;
     struct Case
     {
@@ -535,24 +510,24 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         {Archive(false, {stored}), "dir\\file_2.txt", S::NoEntry},
         {withSignature("Quokka!"), "dir\\file_1.txt", S::Ok},
         {withSignature("RE~^\0\0\0"), "dir\\file_1.txt", S::NotRar},
-        {Archive(false, {Stored("v", g, 13)}), "v", S::Ok},
-        {Archive(false, {Stored("v", g, 12)}), "v", S::BadVersion},
-        {Archive(false, {Stored("v", g, 21)}), "v", S::BadVersion},
-        {Archive(false, {bad, good}), "good", S::Ok},
-        {Archive(true, {bad, good}), "good", S::BadVersion},
-        {Archive(false, {badCrc}), "c", S::BadCrc},
-        {Archive(false, {named, good}), longName.substr(0, 259), S::Ok},
-        {Archive(false, {named, good}), longName, S::Ok},
-        {Archive(false, {named, good}), "good", S::Ok},
+        {version(13), "v", S::Ok},
+        {version(12), "v", S::BadVersion},
+        {version(21), "v", S::BadVersion},
+        {Archive(false, {Block("bad", g, g, 0x30, kRarLongBlock, 99), good}), "good", S::Ok},
+        {Archive(true, {Block("bad", g, g, 0x30, kRarLongBlock, 99), good}), "good", S::BadVersion},
+        {Archive(false, {Block("c", payload, g)}), "c", S::BadCrc},
+        {named, longName.substr(0, 259), S::Ok},
+        {named, longName, S::Ok},
+        {named, "good", S::Ok},
         {blockOfType(0x7A), "good", S::Ok},
         {blockOfType(0x77), "good", S::NoEntry},
-        {Archive(false, {Stored("e", {})}), "e", S::Ok},
+        {Archive(false, {Block("e", {}, {})}), "e", S::Ok},
         {secret, "a", S::Ok, "pw"},
         {secret, "a", S::NeedPassword, ""},
         {secret, "a", S::NeedPassword},
         {secret, "a", S::WrongPassword, "pW"},
         {Archive(false, {absurd}), "x", S::TooLarge},
-        {Archive(false, {absurdStored}), "x", S::TooLarge},
+        {Archive(false, {absurdStored}), "good", S::TooLarge},
         {header({0, 0, 0x74, 0, 0, 7, 0}, 28), "x", S::Truncated},
         {header({0, 0, 0x74, 0, 0, 7, 0}, 31), "x", S::Truncated},
         {header({0, 0, 0x74, 0, 0x80, 3, 0}, 32), "x", S::BadBlockHeader},
@@ -565,15 +540,10 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         EXPECT_EQ(Extract(archive, name, nullptr, password), why) << name << " " << archive.size();
 
     // Every cut and every damaged byte of a solid enciphered archive: every layer in the way.
-    std::string text;
-    for (int i = 0; i < 300; ++i)
-        text += "entry " + std::to_string(i % 17) + ";";
     o.solid = true;
     o.password = "key";
-    const Bytes archive = Write({{"a", FromText(text.substr(0, 900))},
-                                 {"b", FromText(text.substr(100, 1000))},
-                                 {"c", FromText("stored?")}},
-                                o);
+    const Bytes archive =
+        Write({{"a", SourceText(900)}, {"b", SourceText(1000)}, {"c", FromText("stored?")}}, o);
     std::set<size_t> blockEnds = {7 + 13};
     for (size_t at = 7 + 13; at + 11 <= archive.size(); blockEnds.insert(at))
         at += (archive[at + 5] | archive[at + 6] << 8) +
