@@ -2,23 +2,18 @@
 #include <GL/gl.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "app/input.h"
 #include "console/console.h"
-#include "hatching/tonal_art_map.h"
 #include "resources/resource_list.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
 #include "resources/texture.h"
-#include "resources/vertex_program.h"
 #include "scene/mesh_set.h"
 #include "tests/fuzz/fuzz_checks.h"
 #include "tests/support/demo_engine.h"
@@ -42,7 +37,7 @@ public:
 FuzzDemo* demo = nullptr;
 testsupport::DemoEngine* runner = nullptr;
 
-// "!name argument": engine operations no console command reaches.
+// Engine operations no console command reaches.
 const std::map<std::string, void (*)(const char*)> kOperations = {
     {"!delvp", [](const char* a) { demo->DeleteVertexProgramByName(a); }},
     {"!delallvp", [](const char*) { demo->DeleteAllVertexPrograms(); }},
@@ -73,12 +68,11 @@ std::vector<void*> Entries(const ResourceList* list)
 // Every pointer held, in a fixed order: equal snapshots need no rebuild.
 std::vector<void*> Snapshot()
 {
-    std::vector<void*> held = Entries(demo->textures);
-    for (void* p : Entries(demo->shaders))
-        held.push_back(p);
-    for (void* p : Entries(demo->vertexPrograms))
-        held.push_back(p);
-    held.push_back(demo->font->shader);
+    std::vector<void*> held = {demo->font->shader,
+                               reinterpret_cast<void*>(demo->removedTextures.size())};
+    for (const ResourceList* list : {demo->textures, demo->shaders, demo->vertexPrograms})
+        for (void* p : Entries(list))
+            held.push_back(p);
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
         held.push_back(demo->model->meshes[i].shader);
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
@@ -88,7 +82,6 @@ std::vector<void*> Snapshot()
         for (int32_t i = 0; i < s->stageCount && i < Shader::kMaxStages; ++i)
             held.push_back(s->stages[i].texture);
     }
-    held.push_back(reinterpret_cast<void*>(demo->removedTextures.size()));
     return held;
 }
 
@@ -132,19 +125,6 @@ std::vector<void*> baseline;
 std::vector<std::string> shaderNames; // listed after Init, in their order
 std::vector<std::string> meshShaders; // of each mesh
 int32_t aperture = 0;
-
-void Remember()
-{
-    shaderNames.clear();
-    for (void* p : Entries(demo->shaders))
-        shaderNames.push_back(static_cast<Shader*>(p)->name);
-    meshShaders.clear();
-    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        meshShaders.push_back(demo->model->meshes[i].shader ? demo->model->meshes[i].shader->name
-                                                            : "");
-    aperture = static_cast<Console*>(demo->console)->aperture;
-    baseline = Snapshot();
-}
 
 // Drops every object, then asks for the shaders again in Init's order.
 void Rebuild()
@@ -196,22 +176,18 @@ void Restore()
     }
 }
 
-// Offscreen EGL gives out after ~1000 context remakes: mode switches are capped.
-bool SwitchesMode(const char* line)
-{
-    static int switches = 0;
-    if (!strstr(line, "r_fullscreenmode") && !strstr(line, "r_windowedmode"))
-        return false;
-    return ++switches > 256;
-}
-
+// A line: "!name argument" runs that operation, any other goes to the console. Offscreen EGL
+// gives out after ~1000 context remakes: mode switches are capped.
 void RunLine(const char* line)
 {
+    static int switches = 0;
     const char* blank = strchr(line, ' ');
     auto operation = kOperations.find(std::string(line, blank ? blank : line + strlen(line)));
     if (operation != kOperations.end())
         operation->second(blank ? blank + 1 : "");
-    else if (line[0] != '!' && !SwitchesMode(line))
+    else if (line[0] != '!' &&
+             ((!strstr(line, "r_fullscreenmode") && !strstr(line, "r_windowedmode")) ||
+              ++switches <= 256))
         demo->console->Execute(line);
     Step();
 }
@@ -230,7 +206,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
         abort();
     }
     runner->Frame();
-    Remember();
+    for (void* p : Entries(demo->shaders))
+        shaderNames.push_back(static_cast<Shader*>(p)->name);
+    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
+        meshShaders.push_back(demo->model->meshes[i].shader ? demo->model->meshes[i].shader->name
+                                                            : "");
+    aperture = static_cast<Console*>(demo->console)->aperture;
+    baseline = Snapshot();
     return 0;
 }
 

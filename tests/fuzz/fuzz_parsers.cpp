@@ -2,7 +2,6 @@
 // the input. Each aborts where a result breaks its reader's promise.
 #include <climits>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -33,6 +32,15 @@ std::string Folder(const char* name)
     if (!mkdtemp(pattern.data()))
         abort();
     return pattern;
+}
+
+// A loaded buffer holding a copy of the input, of its exact size.
+void Load(FileBuffer* file, const uint8_t* bytes, size_t size)
+{
+    file->data = static_cast<uint8_t*>(malloc(size ? size : 1));
+    memcpy(file->data, bytes, size);
+    file->size = static_cast<uint32_t>(size);
+    file->loaded = true;
 }
 
 // The console: even first byte, lines for Execute; odd, key presses (0 ends a frame).
@@ -107,10 +115,7 @@ int fuzz_mesh_set(const uint8_t* bytes, size_t size)
         return at >= pool.base && at + count <= pool.end;
     };
     FileBuffer file;
-    file.data = static_cast<uint8_t*>(malloc(size ? size : 1));
-    memcpy(file.data, bytes, size);
-    file.size = static_cast<uint32_t>(size);
-    file.loaded = true;
+    Load(&file, bytes, size);
     MeshSet set; // gone before the file
     set.Read(file, "fuzz.tsm");
     for (uint32_t m = 0; m < set.meshCount; ++m)
@@ -219,18 +224,11 @@ int fuzz_shader_load(const uint8_t* bytes, size_t size)
     return 0;
 }
 
-// The Targa reader through a file: a success hands out its pixels in the buffer.
+// The Targa reader: a success hands out its pixels in the buffer.
 int fuzz_targa(const uint8_t* bytes, size_t size)
 {
-    static const std::string path = "/tmp/fuzz_targa." + std::to_string(getpid()) + ".tga";
-    FILE* out = fopen(path.c_str(), "wb");
-    if (!out)
-        abort();
-    fwrite(bytes, 1, size, out);
-    fclose(out);
     FileBuffer file;
-    if (!file.Open(path.c_str(), "", nullptr))
-        abort();
+    Load(&file, bytes, size);
     TargaImage image;
     bool ok = ReadTarga(file, &image);
     uint64_t length = uint64_t(image.width) * image.height * (image.hasAlpha ? 4 : 3);
@@ -239,7 +237,6 @@ int fuzz_targa(const uint8_t* bytes, size_t size)
         abort();
     volatile uint8_t last = ok ? image.pixels[length - 1] : 0;
     (void)last;
-    unlink(path.c_str());
     return 0;
 }
 
