@@ -21,10 +21,11 @@ inline void CheckConsoleBuffers(const Console& console)
 }
 
 // The first byte odd: the rest presses and releases `keys`, each 0 and the end closing a
-// frame; even: the rest is lines of at most `longest` bytes. At most `steps` frames or lines.
-template <typename Line, typename Frame>
+// frame, step(nullptr); even: the rest is lines of at most `longest` bytes, step(line). At most
+// `steps` steps.
+template <typename Step>
 void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longest, int steps,
-            Line line, Frame frame)
+            Step step)
 {
     const bool typing = size > 0 && (bytes[0] & 1);
     std::string text;
@@ -36,7 +37,7 @@ void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longe
             text += static_cast<char>(bytes[i]);
         else
         {
-            typing ? frame() : line(text.c_str());
+            step(typing ? nullptr : text.c_str());
             text.clear();
             --steps;
         }

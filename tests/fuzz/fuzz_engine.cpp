@@ -114,13 +114,6 @@ void CheckHeld()
         need(shaders, demo->model->meshes[i].shader);
 }
 
-void Step()
-{
-    runner->Frame();
-    CheckHeld();
-    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
-}
-
 std::vector<void*> baseline;
 std::vector<std::string> shaderNames; // listed after Init, in their order
 std::vector<std::string> meshShaders; // of each mesh
@@ -176,20 +169,23 @@ void Restore()
     }
 }
 
-// A line: "!name argument" runs that operation, any other goes to the console. Offscreen EGL
-// gives out after ~1000 context remakes: mode switches are capped.
-void RunLine(const char* line)
+// A line: "!name argument" runs that operation, any other goes to the console (offscreen EGL
+// gives out after ~1000 context remakes: mode switches are capped); then a frame.
+void Step(const char* line)
 {
     static int switches = 0;
-    const char* blank = strchr(line, ' ');
-    auto operation = kOperations.find(std::string(line, blank ? blank : line + strlen(line)));
+    const char* blank = line ? strchr(line, ' ') : nullptr;
+    auto operation =
+        kOperations.find(line ? std::string(line, blank ? blank : line + strlen(line)) : "");
     if (operation != kOperations.end())
         operation->second(blank ? blank + 1 : "");
-    else if (line[0] != '!' &&
+    else if (line && line[0] != '!' &&
              ((!strstr(line, "r_fullscreenmode") && !strstr(line, "r_windowedmode")) ||
               ++switches <= 256))
         demo->console->Execute(line);
-    Step();
+    runner->Frame();
+    CheckHeld();
+    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
 }
 
 } // namespace
@@ -218,7 +214,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    Replay(bytes, size, g_input->keys, 300, 24, RunLine, Step);
+    Replay(bytes, size, g_input->keys, 300, 24, Step);
     Restore();
     return 0;
 }

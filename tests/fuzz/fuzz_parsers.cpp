@@ -57,17 +57,15 @@ int fuzz_console(const uint8_t* bytes, size_t size)
     console.AddVariable("t_scale", VariableFloat, &scale, false);
     console.AddVariable("t_fixed", VariableInt, &fixed, true);
     Input input;
-    auto execute = [&](const char* line)
+    auto step = [&](const char* line)
     {
-        console.Execute(line);
+        if (line)
+            console.Execute(line);
+        else
+            console.Update(&input);
         CheckConsoleBuffers(console);
     };
-    auto frame = [&]
-    {
-        console.Update(&input);
-        CheckConsoleBuffers(console);
-    };
-    Replay(bytes, size, input.keys, 511, INT_MAX, execute, frame);
+    Replay(bytes, size, input.keys, 511, INT_MAX, step);
     if (fixed != 7 || entered != 0)
         abort();
     return 0;
@@ -138,20 +136,20 @@ int fuzz_mesh_set(const uint8_t* bytes, size_t size)
 int fuzz_profile(const uint8_t* bytes, size_t size)
 {
     const char* text = reinterpret_cast<const char*>(bytes);
-    static const char* const kLookups[][2] = {{"3D engine", "window_width"},
-                                              {"3d ENGINE", "fullscreen"},
-                                              {"Sound", "output"},
-                                              {"FMOD", "FSOUND_OUTPUT_DSOUND"},
-                                              {"OpenGL", "GL_LESS"},
-                                              {"", ""},
-                                              {"[", "="}};
-    for (const auto& lookup : kLookups)
+    static const char* const kLookups[] = {"3D engine", "window_width",
+                                           "3d ENGINE", "fullscreen",
+                                           "Sound",     "output",
+                                           "FMOD",      "FSOUND_OUTPUT_DSOUND",
+                                           "OpenGL",    "GL_LESS",
+                                           "",          "",
+                                           "[",         "="}; // section, key
+    for (size_t i = 0; i < std::size(kLookups); i += 2)
         for (uint32_t outSize : {1u, 5u, 128u})
         {
             char out[129];
             memset(out, 'X', sizeof out);
-            uint32_t n =
-                GetProfileStringFromText(text, size, lookup[0], lookup[1], "default", out, outSize);
+            uint32_t n = GetProfileStringFromText(text, size, kLookups[i], kLookups[i + 1],
+                                                  "default", out, outSize);
             if (n >= outSize || out[n] != 0 || out[outSize] != 'X')
                 abort();
         }
