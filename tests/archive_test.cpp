@@ -15,15 +15,11 @@
 #include <string>
 #include <vector>
 
-void PrintTo(RarStatus status, std::ostream* os)
-{
-    *os << RarStatusText(status);
-}
-
 namespace
 {
 
 using Bytes = std::vector<uint8_t>;
+using S = RarStatus;
 using testsupport::Env;
 
 const auto FromText = [](const std::string& s) { return Bytes(s.begin(), s.end()); };
@@ -32,8 +28,7 @@ Bytes RandomBytes(size_t n, uint32_t seed)
 {
     std::mt19937 rng(seed);
     Bytes b(n);
-    for (uint8_t& x : b)
-        x = uint8_t(rng());
+    std::generate(b.begin(), b.end(), [&] { return uint8_t(rng()); });
     return b;
 }
 
@@ -84,7 +79,7 @@ RarStatus Extract(const Bytes& archive, const std::string& name, Bytes* out = nu
     uint32_t size = 0;
     bool ok =
         RarExtractMemory(&data, &size, name.c_str(), archive.data(), archive.size(), password);
-    EXPECT_TRUE(ok == (RarLastStatus() == RarStatus::Ok) && (ok || (!data && !size)))
+    EXPECT_TRUE(ok == (RarLastStatus() == S::Ok) && (ok || (!data && !size)))
         << RarStatusText(RarLastStatus());
     if (out)
         *out = Bytes(data, data + size);
@@ -102,7 +97,7 @@ void ExpectAllBack(const Bytes& archive, const std::vector<Item>& items, const c
         for (size_t k = items.size(); k-- > 0;)
         {
             Bytes out;
-            EXPECT_TRUE(Extract(archive, items[k].first, &out, password) == RarStatus::Ok &&
+            EXPECT_TRUE(Extract(archive, items[k].first, &out, password) == S::Ok &&
                         out == items[k].second)
                 << what << (p ? " plain: " : ": ") << items[k].first;
         }
@@ -149,7 +144,6 @@ TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
         g_rarPlainDecoding = true;
         uint32_t plain = RarCrc32(0, start, size);
         g_rarPlainDecoding = false;
-        EXPECT_EQ(RarCrc32(0, start, size), plain) << size;
         EXPECT_EQ(RarCrc32(RarCrc32(0, start, size / 3), start + size / 3, size - size / 3), plain);
     }
 
@@ -159,7 +153,7 @@ TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
     EXPECT_EQ(RarCrc32(0, known.data(), known.size()), 0xF5DBE771u);
     std::vector<Item> items = KnownItems();
     ExpectAllBack(known, items, "known answer", "committed", true);
-    EXPECT_EQ(Extract(known, "raw.bin", nullptr, "known answeR"), RarStatus::WrongPassword);
+    EXPECT_EQ(Extract(known, "raw.bin", nullptr, "known answeR"), S::WrongPassword);
 
     RarWriterOptions options;
     options.password = "known answer";
@@ -179,7 +173,7 @@ TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
     // move nothing.
     std::filesystem::create_directory("Tsm");
     testsupport::WriteText("Tsm/Lz.TXT", "disk!");
-    FileBuffer disk, packed, missing;
+    FileBuffer disk, packed, none;
     ASSERT_TRUE(disk.Open("tsm\\lz.txt", "", nullptr));
     ASSERT_TRUE(packed.Open("TSM/LZ.txt", path.c_str(), "known answer"));
     EXPECT_TRUE(Bytes(packed.data, packed.data + packed.size) == items[0].second);
@@ -191,10 +185,8 @@ TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
     EXPECT_TRUE(disk.Read(four, 0) && !disk.Read(four, 1));
     disk.Close();
     EXPECT_TRUE(!disk.data && !disk.size && !disk.position && !disk.loaded);
-    EXPECT_TRUE(!missing.Open("no\\such.file", path.c_str(), nullptr) &&
-                RarLastStatus() == RarStatus::NoEntry);
-    EXPECT_TRUE(!missing.Open("tsm\\lz.txt", "no.rar", nullptr) &&
-                RarLastStatus() == RarStatus::NoArchive);
+    EXPECT_TRUE(!none.Open("no\\such", path.c_str(), nullptr) && RarLastStatus() == S::NoEntry);
+    EXPECT_TRUE(!none.Open("lz.txt", "no.rar", nullptr) && RarLastStatus() == S::NoArchive);
 }
 
 // Every kind of data in every mode; each password length gives its own key.
@@ -217,10 +209,9 @@ TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
                 o.password = password;
                 o.audio = audio == -2 ? -1 : audio;
                 o.store = audio == -2;
-                std::string what = std::string(solid ? "solid" : "plain") +
-                                   (password ? " enciphered" : "") + " audio " +
-                                   std::to_string(audio);
-                ExpectAllBack(Write(items, o), items, password, what, !password);
+                ExpectAllBack(Write(items, o), items, password,
+                              "solid " + std::to_string(solid) + " audio " + std::to_string(audio),
+                              !password);
             }
     o = {};
     for (int audio : {-2, 5})
@@ -241,7 +232,7 @@ TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
         Bytes archive = Write(items, o);
         ExpectAllBack(archive, items, password.c_str(), "length " + std::to_string(n));
         EXPECT_EQ(Extract(archive, "packed", nullptr, password.substr(0, n - 1).c_str()),
-                  n == 1 ? RarStatus::NeedPassword : RarStatus::WrongPassword);
+                  n == 1 ? S::NeedPassword : S::WrongPassword);
     }
 }
 
@@ -312,12 +303,6 @@ void Copy(Bytes* out, size_t distance, size_t length)
         out->push_back(out->size() >= distance ? (*out)[out->size() - distance] : 0);
 }
 
-void ExpectStream(Stream& s, const Bytes& expected)
-{
-    ExpectAllBack(Archive(false, {Block("x", s.bits.Finish(), expected, 0x33)}), {{"x", expected}},
-                  nullptr, "stream", true);
-}
-
 } // namespace
 
 // What the writer may never produce: a repeat straight after a reset (0 bytes at distance 0),
@@ -333,18 +318,6 @@ TEST(ArchiveStream, RepeatsAtTheStartAndEverySlot)
     s.bits.Put(0, kRepeat);
     s.Long(0, 0, 20, 5); // length 3 at distance 1024 + 5 + 1: before the start
     Bytes expected = {'a', 'b', 'c', 0, 0, 0, 0, 0};
-
-    Stream r;
-    r.bits.Put(0, 2);
-    for (int i = 0; i < 19; ++i)
-        r.bits.Put(5, 4);
-    r.bits.Put(16 << 2, 7); // 16, 2 bits 0: 3 times the length before the first, 0
-    for (uint32_t i = 3; i < kRarMainSymbols; ++i)
-        r.bits.Put(kMain, 5);
-    for (uint32_t i = 0; i < kRarDistanceSymbols + kRarRepeatSymbols; i += 138)
-        r.bits.Put(18 << 7 | 127, 12); // 18, 7 bits 127: 138 zeros, cut at the table's end
-    r.bits.Put(('A' - 3) << kMain | ('B' - 3), 2 * kMain); // symbols 0-2 absent: codes from 3
-    ExpectStream(r, FromText("AB"));
 
     std::mt19937 rng(17);
     for (uint32_t i = 0; i < kRarWindowSize + 5; ++i) // past a window wrap
@@ -367,7 +340,20 @@ TEST(ArchiveStream, RepeatsAtTheStartAndEverySlot)
             s.bits.Put(extra, kShortBitsKnown[slot]);
             Copy(&expected, kShortBaseKnown[slot] + 1 + extra, 2);
         }
-    ExpectStream(s, expected);
+    // New tables: code length 16 at index 0 repeats a 0, 18's zeros are cut at the table's end.
+    s.Main(269);
+    s.bits.Put(0, 2);
+    for (int i = 0; i < 19; ++i)
+        s.bits.Put(5, 4);
+    s.bits.Put(16 << 2, 7); // 16, 2 bits 0: 3 times the length before the first
+    for (uint32_t i = 3; i < kRarMainSymbols; ++i)
+        s.bits.Put(kMain, 5);
+    for (uint32_t i = 0; i < kRarDistanceSymbols + kRarRepeatSymbols; i += 138)
+        s.bits.Put(18 << 7 | 127, 12);                     // 18, 7 bits 127: 138 zeros
+    s.bits.Put(('A' - 3) << kMain | ('B' - 3), 2 * kMain); // symbols 0-2 absent: codes from 3
+    expected.insert(expected.end(), {'A', 'B'});
+    ExpectAllBack(Archive(false, {Block("x", s.bits.Finish(), expected, 0x33)}), {{"x", expected}},
+                  nullptr, "stream", true);
 }
 
 // Names, signatures, versions, long names, block types, passwords; damaged and absurd
@@ -379,42 +365,34 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
                        good = Block("good", g, g);
     auto version = [&](uint8_t v)
     { return Archive(false, {Block("v", g, g, 0x30, kRarLongBlock, v)}); };
-    auto withSignature = [&](const char* signature)
-    {
-        Bytes archive = Archive(false, {stored});
-        memcpy(archive.data(), signature, 7);
-        return archive;
-    };
-    auto blockOfType = [&](uint8_t type) // 11 bytes of data, then `good`
-    {
-        Bytes archive = Archive(false, {});
-        const uint8_t other[] = {0, 0, type, 0x00, 0x80, 11, 0, 3, 0, 0, 0, 'x', 'y', 'z'};
-        archive.insert(archive.end(), other, other + sizeof(other));
-        RarAppendFileBlock(&archive, good);
-        return archive;
-    };
-    auto header = [](std::vector<uint8_t> h, size_t size) // a file header cut to `size`
-    {
-        Bytes out = Archive(false, {});
-        h.resize(size);
-        out.insert(out.end(), h.begin(), h.end());
-        return out;
-    };
+    Bytes quokka = Archive(false, {stored}), old = quokka, unknown = Archive(false, {}), sub;
+    memcpy(quokka.data(), "Quokka!", 7);
+    memcpy(old.data(), "RE~^\0\0\0", 7);
+    const uint8_t other[] = {0, 0, 0x7A, 0x00, 0x80, 11, 0, 3, 0, 0, 0, 'x', 'y', 'z'}; // 11 bytes
+    unknown.insert(unknown.end(), other, other + sizeof(other));
+    RarAppendFileBlock(&unknown, good);
+    sub = unknown;
+    sub[7 + 13 + 2] = 0x77;         // a sub-block ends the walk
+    Bytes cut = Archive(false, {}); // a file header that the file's end cuts short
+    cut.insert(cut.end(), {0, 0, 0x74, 0, 0, 7, 0});
+    cut.resize(7 + 13 + 32);
+    Bytes backwards = cut; // a block that ends before it starts
+    backwards[7 + 13 + 4] = 0x80;
+    backwards[7 + 13 + 5] = 3;
     const std::string longName(300, 'n');
     const Bytes named = Archive(false, {Block(longName, payload, FromText("nnnnnnn")), good});
-    RarWriterOptions o;
-    o.password = "pw";
-    const Bytes secret = Write({{"a", SourceText(900)}}, o);
     RarFileBlock absurd = Block("x", Bytes(64, 0x55), payload, 0x33), absurdStored = good;
     absurd.unpackSize = absurdStored.unpackSize = 0xFFFFFFFFu;
     RarFileBlock far = Block("y", payload, payload);
     far.unpackSize = 0xFF000000u;
     Bytes beyond = Archive(false, {far});
     beyond[7 + 13 + 7] = beyond[7 + 13 + 10] = 0xFF; // packSize 0xFF0000FF
-    o = {};
+    RarWriterOptions o;
     o.solid = true;
     Bytes dry = Write({{"x", SourceText(900)}, {"good", g}}, o);
     dry[7 + 13 + 12] += 4; // x claims 1024 bytes more than its stream holds
+    o.password = "pw";
+    const Bytes secret = Write({{"a", SourceText(900)}, {"c", FromText("stored?")}}, o);
     struct Case
     {
         Bytes archive;
@@ -422,14 +400,12 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         RarStatus why;
         const char* password = nullptr;
     };
-    using S = RarStatus;
     const Case cases[] = {
         {Archive(false, {stored}), "DIR/FILE_1.TXT", S::Ok},
         {Archive(false, {stored}), "dir_file\\1.txt", S::Ok},
-        {Archive(false, {stored}), "dir\\file/1.TXT", S::Ok},
         {Archive(false, {stored}), "dir\\file_2.txt", S::NoEntry},
-        {withSignature("Quokka!"), "dir\\file_1.txt", S::Ok},
-        {withSignature("RE~^\0\0\0"), "dir\\file_1.txt", S::NotRar},
+        {quokka, "dir\\file_1.txt", S::Ok},
+        {old, "dir\\file_1.txt", S::NotRar},
         {version(13), "v", S::Ok},
         {version(12), "v", S::BadVersion},
         {version(21), "v", S::BadVersion},
@@ -438,8 +414,8 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         {Archive(false, {Block("c", payload, g)}), "c", S::BadCrc},
         {named, longName.substr(0, 259), S::Ok},
         {named, "good", S::Ok},
-        {blockOfType(0x7A), "good", S::Ok},
-        {blockOfType(0x77), "good", S::NoEntry},
+        {unknown, "good", S::Ok},
+        {sub, "good", S::NoEntry},
         {Archive(false, {Block("e", {}, {})}), "e", S::Ok},
         {secret, "a", S::Ok, "pw"},
         {secret, "a", S::NeedPassword, ""},
@@ -447,9 +423,9 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         {secret, "a", S::WrongPassword, "pW"},
         {Archive(false, {absurd}), "x", S::TooLarge},
         {Archive(false, {absurdStored}), "good", S::TooLarge},
-        {header({0, 0, 0x74, 0, 0, 7, 0}, 28), "x", S::Truncated},
-        {header({0, 0, 0x74, 0, 0, 7, 0}, 31), "x", S::Truncated},
-        {header({0, 0, 0x74, 0, 0x80, 3, 0}, 32), "x", S::BadBlockHeader},
+        {Bytes(cut.begin(), cut.end() - 4), "x", S::Truncated},
+        {Bytes(cut.begin(), cut.end() - 1), "x", S::Truncated},
+        {backwards, "x", S::BadBlockHeader},
         {beyond, "y", S::TooLarge},
         {beyond, "z", S::Truncated},
         {dry, "x", S::CorruptStream},
@@ -459,11 +435,9 @@ TEST(ArchiveContainer, WalkRulesAndHostileArchives)
         EXPECT_EQ(Extract(archive, name, nullptr, password), why) << name << " " << archive.size();
 
     // Every cut of a solid enciphered archive: every layer in the way.
-    o.password = "key";
-    const Bytes archive = Write({{"a", SourceText(900)}, {"c", FromText("stored?")}}, o);
-    for (size_t n = 0; n < archive.size(); ++n)
+    for (size_t n = 0; n < secret.size(); ++n)
     {
-        RarStatus why = Extract(Bytes(archive.begin(), archive.begin() + n), "c", nullptr, "key");
+        RarStatus why = Extract(Bytes(secret.begin(), secret.begin() + n), "c", nullptr, "pw");
         EXPECT_TRUE(n < 7 + 13 ? why == S::NotRar
                                : why == S::NoEntry || why == S::Truncated || why == S::TooLarge)
             << n;

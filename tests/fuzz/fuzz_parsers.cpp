@@ -136,20 +136,15 @@ int fuzz_mesh_set(const uint8_t* bytes, size_t size)
 int fuzz_profile(const uint8_t* bytes, size_t size)
 {
     const char* text = reinterpret_cast<const char*>(bytes);
-    static const char* const kLookups[] = {"3D engine", "window_width",
-                                           "3d ENGINE", "fullscreen",
-                                           "Sound",     "output",
-                                           "FMOD",      "FSOUND_OUTPUT_DSOUND",
-                                           "OpenGL",    "GL_LESS",
-                                           "",          "",
-                                           "[",         "="}; // section, key
-    for (size_t i = 0; i < std::size(kLookups); i += 2)
+    for (const char* lookup : {"3D engine/window_width", "3d ENGINE/fullscreen", "Sound/output",
+                               "FMOD/FSOUND_OUTPUT_DSOUND", "OpenGL/GL_LESS", "/", "[/="})
         for (uint32_t outSize : {1u, 5u, 128u})
         {
+            const std::string section(lookup, strchr(lookup, '/'));
             char out[129];
             memset(out, 'X', sizeof out);
-            uint32_t n = GetProfileStringFromText(text, size, kLookups[i], kLookups[i + 1],
-                                                  "default", out, outSize);
+            uint32_t n = GetProfileStringFromText(text, size, section.c_str(),
+                                                  strchr(lookup, '/') + 1, "default", out, outSize);
             if (n >= outSize || out[n] != 0 || out[outSize] != 'X')
                 abort();
         }
