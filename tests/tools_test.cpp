@@ -1,9 +1,9 @@
-// The command-line tools' convention: help, bad arguments (status 2), failed
-// runs (status 1, nothing left behind), links followed, inputs never overwritten, archive
-// names without root or drive and never twice.
+// The command-line tools' convention: help, bad arguments (status 2), failed runs (status 1,
+// nothing left behind), links followed, inputs never overwritten, clean archive names.
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <set>
 #include <sstream>
 
 #include "support/files.h"
@@ -31,12 +31,11 @@ ToolRun Tool(const std::string& command, const std::string& out = "", const std:
     return testsupport::RunTool(args, out);
 }
 
-std::vector<std::string> Listing(const std::string& dir)
+std::set<std::string> Listing(const std::string& dir)
 {
-    std::vector<std::string> names;
+    std::set<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(dir))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
+        names.insert(entry.path().filename().string());
     return names;
 }
 
@@ -77,7 +76,7 @@ TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
     ASSERT_EQ(Tool("tessimo-rar create pw.rar --password right in.txt").status, 0);
     std::filesystem::create_hard_link("in.txt", "hard.rar");
     const std::string full = testsupport::MakeFullDevice(temp.path);
-    std::vector<std::string> before = Listing(temp.path);
+    const std::set<std::string> before = Listing(temp.path);
 
     // Command (FULL: the full device), standard output, the line told.
     const std::string ns = "No space left on device";

@@ -20,9 +20,8 @@ inline void CheckConsoleBuffers(const Console& console)
             abort();
 }
 
-// The first byte odd: the rest presses and releases `keys`, each 0 and the end closing a
-// frame, step(nullptr); even: the rest is lines of at most `longest` bytes, step(line). At most
-// `steps` steps.
+// The first byte odd: the rest toggles `keys`, each 0 and the end a frame, step(nullptr); even:
+// lines of at most `longest` bytes, step(line). At most `steps` steps.
 template <typename Step>
 void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longest, int steps,
             Step step)

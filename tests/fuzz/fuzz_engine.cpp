@@ -65,23 +65,15 @@ std::vector<void*> Entries(const ResourceList* list)
     return entries;
 }
 
-// Every pointer held, in a fixed order: equal snapshots need no rebuild.
+// The registries and the live shaders, in a fixed order: equal snapshots need no rebuild.
 std::vector<void*> Snapshot()
 {
-    std::vector<void*> held = {demo->font->shader,
-                               reinterpret_cast<void*>(demo->removedTextures.size())};
+    std::vector<void*> held = {reinterpret_cast<void*>(demo->removedTextures.size())};
     for (const ResourceList* list : {demo->textures, demo->shaders, demo->vertexPrograms})
         for (void* p : Entries(list))
             held.push_back(p);
-    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        held.push_back(demo->model->meshes[i].shader);
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
-    {
         held.push_back(s);
-        held.push_back(s->vertexProgram);
-        for (int32_t i = 0; i < s->stageCount && i < Shader::kMaxStages; ++i)
-            held.push_back(s->stages[i].texture);
-    }
     return held;
 }
 

@@ -1,6 +1,5 @@
 // The GL-free fuzz targets, one executable each: FUZZ_TARGET names the function that takes
 // the input. Each aborts where a result breaks its reader's promise.
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -65,7 +64,7 @@ int fuzz_console(const uint8_t* bytes, size_t size)
             console.Update(&input);
         CheckConsoleBuffers(console);
     };
-    Replay(bytes, size, input.keys, 511, INT_MAX, step);
+    Replay(bytes, size, input.keys, 511, int(size) + 1, step);
     if (fixed != 7 || entered != 0)
         abort();
     return 0;
