@@ -1,7 +1,2 @@
-# Archive access: file buffer, RAR reader and writer, the tessimo-rar tool.
-tessimo_test(archive_test LABEL unit
-  SOURCES archive_test.cpp
-  LIBS tessimo_archive)
-if(TARGET tessimo-rar)
-  add_dependencies(archive_test tessimo-rar)
-endif()
+# Archive access: file buffer, RAR reader and writer.
+tessimo_test(archive_test LABEL unit SOURCES archive_test.cpp LIBS tessimo_archive)

@@ -1,11 +1,14 @@
-// Console buffers every console fuzz target checks: all lines terminated.
+// What the console fuzz targets share: the replay of an input and the check of the console.
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "console/console.h"
 
+// Every console line terminated, the input line at its cursor.
 inline void CheckConsoleBuffers(const Console& console)
 {
     if (console.cursor >= sizeof console.input ||
@@ -15,4 +18,27 @@ inline void CheckConsoleBuffers(const Console& console)
     for (uint32_t i = 0; i < console.HeldLines(); ++i)
         if (!memchr(console.Line(i), 0, console.lineLength))
             abort();
+}
+
+// The first byte odd: the rest toggles `keys`, each 0 and the end a frame, step(nullptr); even:
+// lines of at most `longest` bytes, step(line). At most `steps` steps.
+template <typename Step>
+void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longest, int steps,
+            Step step)
+{
+    const bool typing = size > 0 && (bytes[0] & 1);
+    std::string text;
+    for (size_t i = 1; i <= size && steps > 0; ++i)
+    {
+        if (typing && i < size && bytes[i] != 0)
+            keys[bytes[i]] ^= 1;
+        else if (!typing && i < size && bytes[i] != '\n' && text.size() < longest)
+            text += static_cast<char>(bytes[i]);
+        else
+        {
+            step(typing ? nullptr : text.c_str());
+            text.clear();
+            --steps;
+        }
+    }
 }

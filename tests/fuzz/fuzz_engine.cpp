@@ -2,22 +2,18 @@
 #include <GL/gl.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "app/input.h"
 #include "console/console.h"
-#include "hatching/tonal_art_map.h"
 #include "resources/resource_list.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
 #include "resources/texture.h"
-#include "resources/vertex_program.h"
 #include "scene/mesh_set.h"
 #include "tests/fuzz/fuzz_checks.h"
 #include "tests/support/demo_engine.h"
@@ -41,13 +37,8 @@ public:
 FuzzDemo* demo = nullptr;
 testsupport::DemoEngine* runner = nullptr;
 
-struct Operation
-{
-    const char* name;
-    void (*run)(const char* argument);
-};
-
-const Operation kOperations[] = {
+// Engine operations no console command reaches.
+const std::map<std::string, void (*)(const char*)> kOperations = {
     {"!delvp", [](const char* a) { demo->DeleteVertexProgramByName(a); }},
     {"!delallvp", [](const char*) { demo->DeleteAllVertexPrograms(); }},
     {"!delalltextures", [](const char*) { demo->DeleteAllTextures(); }},
@@ -66,16 +57,6 @@ const Operation kOperations[] = {
     {"!setvp", [](const char* a) { demo->SetVertexProgram(demo->FindVertexProgram(a)); }},
 };
 
-// "!name argument": the operation of that name, or nothing.
-void RunOperation(const char* line)
-{
-    const char* blank = strchr(line, ' ');
-    size_t length = blank ? static_cast<size_t>(blank - line) : strlen(line);
-    for (const Operation& operation : kOperations)
-        if (strlen(operation.name) == length && memcmp(operation.name, line, length) == 0)
-            operation.run(blank ? blank + 1 : "");
-}
-
 std::vector<void*> Entries(const ResourceList* list)
 {
     std::vector<void*> entries;
@@ -84,31 +65,16 @@ std::vector<void*> Entries(const ResourceList* list)
     return entries;
 }
 
-// Every pointer held, in a fixed order: equal snapshots need no rebuild.
+// The registries and the live shaders, in a fixed order: equal snapshots need no rebuild.
 std::vector<void*> Snapshot()
 {
-    std::vector<void*> held = Entries(demo->textures);
-    for (void* p : Entries(demo->shaders))
-        held.push_back(p);
-    for (void* p : Entries(demo->vertexPrograms))
-        held.push_back(p);
-    held.push_back(demo->font->shader);
-    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        held.push_back(demo->model->meshes[i].shader);
+    std::vector<void*> held = {reinterpret_cast<void*>(demo->removedTextures.size())};
+    for (const ResourceList* list : {demo->textures, demo->shaders, demo->vertexPrograms})
+        for (void* p : Entries(list))
+            held.push_back(p);
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
-    {
         held.push_back(s);
-        held.push_back(s->vertexProgram);
-        for (int32_t i = 0; i < s->stageCount && i < Shader::kMaxStages; ++i)
-            held.push_back(s->stages[i].texture);
-    }
-    held.push_back(reinterpret_cast<void*>(demo->removedTextures.size()));
     return held;
-}
-
-bool Contains(const std::vector<void*>& set, const void* p)
-{
-    return std::find(set.begin(), set.end(), p) != set.end();
 }
 
 // No pointer into the registries may outlive its object.
@@ -116,55 +82,34 @@ void CheckHeld()
 {
     std::vector<void*> textures = Entries(demo->textures);
     textures.insert(textures.end(), demo->removedTextures.begin(), demo->removedTextures.end());
-    textures.push_back(demo->artMap);
-    textures.push_back(nullptr);
-    std::vector<void*> programs = Entries(demo->vertexPrograms);
+    textures.insert(textures.end(), {demo->artMap, nullptr});
+    std::vector<void*> programs = Entries(demo->vertexPrograms), shaders = {nullptr};
     programs.push_back(nullptr);
-    std::vector<void*> shaders = {nullptr};
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
         shaders.push_back(s);
+    auto need = [](const std::vector<void*>& set, const void* p)
+    {
+        if (std::find(set.begin(), set.end(), p) == set.end())
+            abort();
+    };
     for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
     {
         for (const ShaderStage& stage : s->stages)
-            if (!Contains(textures, stage.texture))
-                abort();
-        if (!Contains(programs, s->vertexProgram))
-            abort();
+            need(textures, stage.texture);
+        need(programs, s->vertexProgram);
     }
-    if (!Contains(textures, demo->currentTexture) ||
-        !Contains(programs, demo->currentVertexProgram))
-        abort();
-    if (!Contains(shaders, demo->currentShader) || !Contains(shaders, demo->font->shader))
-        abort();
+    need(textures, demo->currentTexture);
+    need(programs, demo->currentVertexProgram);
+    need(shaders, demo->currentShader);
+    need(shaders, demo->font->shader);
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        if (!Contains(shaders, demo->model->meshes[i].shader))
-            abort();
-}
-
-void Step()
-{
-    runner->Frame();
-    CheckHeld();
-    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
+        need(shaders, demo->model->meshes[i].shader);
 }
 
 std::vector<void*> baseline;
 std::vector<std::string> shaderNames; // listed after Init, in their order
 std::vector<std::string> meshShaders; // of each mesh
 int32_t aperture = 0;
-
-void Remember()
-{
-    shaderNames.clear();
-    for (void* p : Entries(demo->shaders))
-        shaderNames.push_back(static_cast<Shader*>(p)->name);
-    meshShaders.clear();
-    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
-        meshShaders.push_back(demo->model->meshes[i].shader ? demo->model->meshes[i].shader->name
-                                                            : "");
-    aperture = static_cast<Console*>(demo->console)->aperture;
-    baseline = Snapshot();
-}
 
 // Drops every object, then asks for the shaders again in Init's order.
 void Rebuild()
@@ -216,52 +161,23 @@ void Restore()
     }
 }
 
-constexpr int kMaxSteps = 24;
-
-// Offscreen EGL gives out after ~1000 context remakes: mode switches are capped.
-bool SwitchesMode(const char* line)
+// A line: "!name argument" runs that operation, any other goes to the console (offscreen EGL
+// gives out after ~1000 context remakes: mode switches are capped); then a frame.
+void Step(const char* line)
 {
     static int switches = 0;
-    if (!strstr(line, "r_fullscreenmode") && !strstr(line, "r_windowedmode"))
-        return false;
-    return ++switches > 256;
-}
-
-void RunLines(const uint8_t* bytes, size_t size)
-{
-    std::string line;
-    int steps = 0;
-    for (size_t i = 0; i <= size && steps < kMaxSteps; ++i)
-    {
-        if (i < size && bytes[i] != '\n' && line.size() < 300)
-        {
-            line += static_cast<char>(bytes[i]);
-            continue;
-        }
-        if (line[0] == '!')
-            RunOperation(line.c_str());
-        else if (!SwitchesMode(line.c_str()))
-            demo->console->Execute(line.c_str());
-        Step();
-        ++steps;
-        line.clear();
-    }
-}
-
-void RunKeys(const uint8_t* bytes, size_t size)
-{
-    int steps = 0;
-    for (size_t i = 0; i < size && steps < kMaxSteps; ++i)
-    {
-        if (bytes[i] != 0)
-            g_input->keys[bytes[i]] ^= 1;
-        else
-        {
-            Step();
-            ++steps;
-        }
-    }
-    Step();
+    const char* blank = line ? strchr(line, ' ') : nullptr;
+    auto operation =
+        kOperations.find(line ? std::string(line, blank ? blank : line + strlen(line)) : "");
+    if (operation != kOperations.end())
+        operation->second(blank ? blank + 1 : "");
+    else if (line && line[0] != '!' &&
+             ((!strstr(line, "r_fullscreenmode") && !strstr(line, "r_windowedmode")) ||
+              ++switches <= 256))
+        demo->console->Execute(line);
+    runner->Frame();
+    CheckHeld();
+    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
 }
 
 } // namespace
@@ -278,26 +194,19 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
         abort();
     }
     runner->Frame();
-    Remember();
+    for (void* p : Entries(demo->shaders))
+        shaderNames.push_back(static_cast<Shader*>(p)->name);
+    for (uint32_t i = 0; i < demo->model->meshCount; ++i)
+        meshShaders.push_back(demo->model->meshes[i].shader ? demo->model->meshes[i].shader->name
+                                                            : "");
+    aperture = static_cast<Console*>(demo->console)->aperture;
+    baseline = Snapshot();
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    if (size == 0)
-        return 0;
-    // FUZZ_ENGINE_LAST keeps the running input, for a crash in the GL driver.
-    static const char* last = getenv("FUZZ_ENGINE_LAST");
-    if (last)
-        if (FILE* file = fopen(last, "wb"))
-        {
-            fwrite(bytes, 1, size, file);
-            fclose(file);
-        }
-    if (bytes[0] & 1)
-        RunKeys(bytes + 1, size - 1);
-    else
-        RunLines(bytes + 1, size - 1);
+    Replay(bytes, size, g_input->keys, 300, 24, Step);
     Restore();
     return 0;
 }
