@@ -38,19 +38,20 @@ Bytes Swapped(Bytes pixels, size_t bytesPerPixel)
         std::swap(pixels[i], pixels[i + 2]);
     return pixels;
 }
-// The bound texture's internal format, level count, filters and wraps.
-std::vector<GLint> TextureState()
+// `t` bound: its internal format, level count, filters and wraps.
+std::vector<GLint> TextureState(Texture& t)
 {
     GLint levels = 0;
-    while (levels < 20 && Integer(GL_TEXTURE_WIDTH, levels) > 0)
+    for (t.Bind(); levels < 20 && Integer(GL_TEXTURE_WIDTH, levels) > 0;)
         ++levels;
     return {Integer(GL_TEXTURE_INTERNAL_FORMAT, 0), levels,
             Parameter(GL_TEXTURE_MAG_FILTER),       Parameter(GL_TEXTURE_MIN_FILTER),
             Parameter(GL_TEXTURE_WRAP_S),           Parameter(GL_TEXTURE_WRAP_T)};
 }
-// Level 0 of the bound texture, tight rows, the first row first.
-Bytes Pixels(GLenum format)
+// Level 0 of `t`, tight rows, the first row first.
+Bytes Pixels(Texture& t, GLenum format)
 {
+    t.Bind();
     Bytes out(size_t(Integer(GL_TEXTURE_WIDTH, 0)) * Integer(GL_TEXTURE_HEIGHT, 0) *
               (format == GL_RGBA ? 4 : 3));
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
@@ -99,12 +100,12 @@ protected:
 // GLU rescales; reload from disk or an enciphered archive; refusals log.
 TEST_F(ResourcesGl, TargasUploadReloadOrAreRefused)
 {
-    Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), pixels = Ramp(4 * 4 * 4);
+    Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), pixels = Ramp(4 * 4 * 4), archive;
     WriteFile("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
     WriteFile("b.tga", MakeTarga(16, 4, 32, bgra));
     WriteFile("c.tga", MakeTarga(300, 20, 24, Bytes(300 * 20 * 3, 40)));
     WriteFile("d.tga", MakeTarga(2, 1, 24, {0xAA, 0xBB, 1, 2, 3, 4, 5, 6}, 2, 2));
-    Texture a, b, c, d;
+    Texture a, b, c, d, packed, wrong, bmp;
     a.magFilter = GL_NEAREST, a.minFilter = GL_NEAREST_MIPMAP_LINEAR;
     a.wrapS = GL_CLAMP_TO_EDGE, a.wrapT = GL_MIRRORED_REPEAT;
     snprintf(b.name, sizeof b.name, "hatch");
@@ -114,42 +115,35 @@ TEST_F(ResourcesGl, TargasUploadReloadOrAreRefused)
                                      a.hasAlpha, b.hasAlpha}),
               (std::vector<uint32_t>{2, 8, 16, 4, 300, 20, 0, 1}));
     EXPECT_EQ(std::string(a.name) + " " + b.name + " " + b.path, "a.tga hatch b.tga");
-    a.Bind();
-    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGB, 4, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR,
-                                                  GL_CLAMP_TO_EDGE, GL_MIRRORED_REPEAT}));
-    EXPECT_TRUE(Pixels(GL_RGB) == Swapped(bgr, 3) && Integer(GL_UNPACK_ALIGNMENT) == 4);
-    b.Bind();
-    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGBA8, 5, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
-                                                  GL_REPEAT, GL_REPEAT}));
-    EXPECT_EQ(Pixels(GL_RGBA), Swapped(bgra, 4));
-    c.Bind();
+    EXPECT_EQ(TextureState(a), (std::vector<GLint>{GL_RGB, 4, GL_NEAREST, GL_NEAREST_MIPMAP_LINEAR,
+                                                   GL_CLAMP_TO_EDGE, GL_MIRRORED_REPEAT}));
+    EXPECT_TRUE(Pixels(a, GL_RGB) == Swapped(bgr, 3) && Integer(GL_UNPACK_ALIGNMENT) == 4);
+    EXPECT_EQ(TextureState(b), (std::vector<GLint>{GL_RGBA8, 5, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
+                                                   GL_REPEAT, GL_REPEAT}));
+    EXPECT_EQ(Pixels(b, GL_RGBA), Swapped(bgra, 4));
+    EXPECT_EQ(Pixels(c, GL_RGB), Bytes(256 * 16 * 3, 40));
     EXPECT_EQ(Integer(GL_TEXTURE_WIDTH, 0) * 1000 + Integer(GL_TEXTURE_HEIGHT, 0), 256016);
-    EXPECT_EQ(Pixels(GL_RGB), Bytes(256 * 16 * 3, 40));
-    d.Bind();
-    EXPECT_EQ(Pixels(GL_RGB), (Bytes{1, 0xBB, 0xAA, 4, 3, 2}));
+    EXPECT_EQ(Pixels(d, GL_RGB), (Bytes{1, 0xBB, 0xAA, 4, 3, 2}));
     EXPECT_EQ(Log(), "");
 
-    Bytes tga = MakeTarga(16, 4, 32, bgra), archive;
+    Bytes tga = MakeTarga(16, 4, 32, bgra);
     RarWriterEntry entry{"tga\\wood.tga", tga.data(), uint32_t(tga.size())};
     RarWriterOptions options;
     options.password = "pen and ink";
     ASSERT_TRUE(RarWriteArchive(&entry, 1, options, &archive, nullptr));
     WriteFile("data.rar", archive);
-    Texture packed, wrong, bmp;
     ASSERT_TRUE(packed.LoadTarga("tga\\wood.tga", "data.rar", "pen and ink"));
     EXPECT_FALSE(wrong.LoadTarga("tga\\wood.tga", "data.rar", "pen and paper"));
     uint32_t first = a.id;
     ASSERT_TRUE(a.Reload("", nullptr) && packed.Reload("data.rar", "pen and ink"));
     EXPECT_FALSE(glIsTexture(first) && first != a.id);
-    a.Bind();
+    EXPECT_EQ(Pixels(a, GL_RGB), Swapped(bgr, 3));
     EXPECT_EQ(Parameter(GL_TEXTURE_MIN_FILTER), GL_NEAREST_MIPMAP_LINEAR);
-    EXPECT_EQ(Pixels(GL_RGB), Swapped(bgr, 3));
-    packed.Bind();
-    EXPECT_TRUE(Pixels(GL_RGBA) == Swapped(bgra, 4) && std::string(packed.path) == "tga\\wood.tga");
+    EXPECT_TRUE(Pixels(packed, GL_RGBA) == Swapped(bgra, 4) &&
+                std::string(packed.path) == "tga\\wood.tga");
     unlink("a.tga");
-    EXPECT_FALSE(a.Reload("", nullptr));
-    a.Bind(); // no image any more
-    EXPECT_TRUE(Integer(GL_TEXTURE_WIDTH, 0) == 0 && std::string(a.name) == "a.tga");
+    EXPECT_FALSE(a.Reload("", nullptr)); // no image any more
+    EXPECT_TRUE(Pixels(a, GL_RGB).empty() && std::string(a.name) == "a.tga");
     WriteFile("b.bmp", WriteBmp(MakePicture(4, 4, 0), BmpOptions{}));
     EXPECT_TRUE(bmp.LoadBmp("b.bmp") && !bmp.Reload("", nullptr) && bmp.id);
     EXPECT_EQ(Log(), "## cannot open file <tga\\wood.tga> ##\n## cannot open file <a.tga> ##\n");
@@ -189,16 +183,15 @@ TEST_F(ResourcesGl, BitmapsWithAndWithoutAlpha)
     EXPECT_EQ(std::to_string(t.width) + t.name + "|" + t.path + std::to_string(t.hasAlpha) +
                   std::to_string(a.hasAlpha) + a.name,
               "8colour.bmp|01colour.bmp");
-    t.Bind();
-    EXPECT_EQ(TextureState(), (std::vector<GLint>{GL_RGB8, 4, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
-                                                  GL_REPEAT, GL_REPEAT}));
-    EXPECT_EQ(Pixels(GL_RGB), colour.rgb);
-    a.Bind();
+    EXPECT_EQ(TextureState(t), (std::vector<GLint>{GL_RGB8, 4, GL_LINEAR, GL_LINEAR_MIPMAP_NEAREST,
+                                                   GL_REPEAT, GL_REPEAT}));
+    EXPECT_EQ(Pixels(t, GL_RGB), colour.rgb);
     Bytes expected;
     for (size_t i = 0; i < 8 * 4; ++i)
         expected.insert(expected.end(), {colour.rgb[3 * i], colour.rgb[3 * i + 1],
                                          colour.rgb[3 * i + 2], alpha.rgb[3 * i]});
-    EXPECT_TRUE(Pixels(GL_RGBA) == expected && Integer(GL_TEXTURE_INTERNAL_FORMAT, 0) == GL_RGBA8);
+    EXPECT_TRUE(Pixels(a, GL_RGBA) == expected &&
+                Integer(GL_TEXTURE_INTERNAL_FORMAT, 0) == GL_RGBA8);
     EXPECT_TRUE(boxes.boxes.empty());
 
     WriteFile("text.bmp", std::string("not an image"));
@@ -263,8 +256,9 @@ Unit ReadUnit(uint32_t unit)
 }
 
 // Apply sends only what the cache lacks; unapply turns targets off; ticks
-// move scroll and rotation; no depth test ignores the mask.
-TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
+// move scroll and rotation; no depth test ignores the mask. Registries share
+// maps, take late files, reload, and let go of what they delete in use.
+TEST_F(ResourcesGl, ShadersReachTheGlStateAndRegistriesLetGoOfWhatTheyDelete)
 {
     Start();
     Shader *less = engine->AddShader("Less"), *glass = engine->AddShader("Glass");
@@ -307,13 +301,9 @@ TEST_F(ResourcesGl, ApplyUnapplyAndTicksReachTheGlState)
         EXPECT_NEAR(got[i], expected[i], 1e-5) << i;
     engine->SetShader(engine->AddShader("NoDepth"));
     EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && Integer(GL_DEPTH_WRITEMASK) == GL_FALSE);
-}
 
-// Shared maps, late files, reload, and deletion letting go of what is in use.
-TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
-{
-    Start();
-    Shader *glass = engine->AddShader("Glass"), *twin = engine->AddShader("Twin");
+    // Shared maps, late files, reload, and deletion letting go of what is in use.
+    Shader* twin = engine->AddShader("Twin");
     Texture* a = glass->stages[0].texture;
     ASSERT_TRUE(a && twin->stages[0].texture == a && engine->AddShader("Twin") == twin);
     a->Bind();
@@ -329,7 +319,7 @@ TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     std::string edited = kDefinitions;
     edited.replace(edited.find("blending=true"), 13, "blending=false");
     WriteFile(dir.path + "/ini/Shaders.ini", edited);
-    EXPECT_EQ(engine->ReloadShaders(), 3); // Font, Glass, Twin
+    EXPECT_EQ(engine->ReloadShaders(), 5); // Font, Less, Glass, NoDepth, Twin
     EXPECT_TRUE(!glass->blending && glass->stages[0].scrollOffset.x == 0.0f);
     engine->SetShader(glass);
     EXPECT_TRUE(glIsEnabled(GL_BLEND)) << "the current shader isn't applied anew";
@@ -358,7 +348,7 @@ TEST_F(ResourcesGl, RegistriesShareReloadAndLetGoOfWhatTheyDelete)
     ASSERT_EQ(heard.size(), 3u);
     EXPECT_EQ(heard[0], std::make_pair(ResourceKind::Texture, static_cast<void*>(a)));
     EXPECT_EQ(heard[2], std::make_pair(ResourceKind::Shader, static_cast<void*>(font)));
-    EXPECT_EQ(engine->DeleteAllTextures() * 10 + engine->DeleteAllShaders(), 23);
+    EXPECT_EQ(engine->DeleteAllTextures() * 10 + engine->DeleteAllShaders(), 25);
 }
 
 // Console lines for a compile and each rejection (line cut at the feed or
