@@ -1,17 +1,26 @@
-// Resources on a real GL context: textures, shaders, registries, vertex
-// programs and screen text, read back from GL with their logs and boxes.
+// Resources and the engine core on a real GL context: textures, shaders,
+// registries, vertex programs, screen text, the frame driver, probes, InitGL,
+// 2D mode, debug lines, the render state cache; with their logs and boxes.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <set>
+#include <sstream>
 
+#include "app/format_string.h"
 #include "app/gl_entry_points.h"
 #include "app/gl_setup.h"
+#include "app/input.h"
 #include "archive/rar_writer.h"
 #include "console/console.h"
+#include "demo/hatching_demo.h"
 #include "engine/engine.h"
-#include "hatching/tonal_art_map.h"
+#include "platform/counter.h"
+#include "platform/keys.h"
 #include "platform/messages.h"
 #include "resources/registries.h"
+#include "resources/render_state_cache.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
 #include "resources/texture.h"
@@ -77,9 +86,10 @@ protected:
         delete engine;
         g_engine = nullptr;
         ClearMessageQueue();
+        UseSystemCounter();
     }
     std::string Log() { return ReadText("tessimo2.log").substr(logStart); }
-    void Start(const std::string& definitions);
+    void Start(const std::string& definitions, Engine* started);
     std::vector<std::string> NewLines() // the console lines printed since the last call
     {
         auto* console = static_cast<Console*>(engine->console);
@@ -222,7 +232,7 @@ const char* const kDefinitions =
     "[Glass - TU1]\nmap=tga\\b.tga\nrotation=10\nscale=( 2.0, 3.0 )\ntcgen=GL_SPHERE_MAP\n"
     "[Twin]\nnbstages=1\n[Twin - TU0]\nmap=tga\\a.tga\nmin_filter=GL_LINEAR\n";
 
-void ResourcesGl::Start(const std::string& definitions = kDefinitions)
+void ResourcesGl::Start(const std::string& definitions = kDefinitions, Engine* started = nullptr)
 {
     WriteMaterialFiles(dir.path, definitions);
     auto pattern = [](uint32_t x, uint32_t y, uint8_t p[4])
@@ -230,7 +240,7 @@ void ResourcesGl::Start(const std::string& definitions = kDefinitions)
     WriteTarga(dir.path + "/tga/a.tga", 8, 8, 24, pattern);
     WriteTarga(dir.path + "/tga/b.tga", 8, 8, 32, pattern);
     InitGL();
-    g_engine = engine = new Engine;
+    g_engine = engine = started ? started : new Engine;
     ASSERT_TRUE(engine->Init());
 }
 
@@ -447,43 +457,258 @@ TEST_F(ResourcesGl, PrintDrawsEachCharacterFromItsCell)
     }
 }
 
-// "anisotropy" above 1 gives the stage's texture the degree (clamped) once.
-TEST_F(ResourcesGl, AnisotropyIsOptInAndGivenOnceToTheTextureTheStageHolds)
+// Counts the ticks of each frame; each may take `tickCounts` on the counter.
+class CountingEngine : public Engine
 {
-    Start(std::string(kDefinitions) + "[Sharp]\n[Sharp - TU0]\nmap=tga\\b.tga\nanisotropy=4\n"
-                                      "[Sharpest]\n[Sharpest - TU0]\nanisotropy=1000\n");
-    WriteTarga(dir.path + "/tga/Default.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
-    if (!engine->capabilities.hasAnisotropicFilter)
-        GTEST_SKIP() << "the driver has no GL_EXT_texture_filter_anisotropic";
-    GLfloat driverMax = 0;
-    glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
-    ASSERT_TRUE(engine->capabilities.maxAnisotropy == driverMax && driverMax >= 4.0f);
-    std::vector<GLfloat> degrees;
-    // Applies `shader` afresh, keeps the degree of `t`, then sets it to `set` where given.
-    auto apply = [&](Shader* shader, Texture* t, GLfloat set = 0)
+public:
+    CountingEngine() { stats.stepTimer.Reset(), stats.statsTimer.Reset(); } // as Init ends
+    void Update() override
     {
-        engine->SetShader(nullptr), engine->SetShader(shader);
-        glBindTexture(t->target, t->id);
-        degrees.push_back(0);
-        glGetTexParameterfv(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &degrees.back());
-        if (set)
-            glTexParameterf(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, set);
-    };
-    Shader *twin = engine->AddShader("Twin"), *sharp = engine->AddShader("Sharp"),
-           *sharpest = engine->AddShader("Sharpest");
-    Texture *a = twin->stages[0].texture, *b = sharp->stages[0].texture;
-    ASSERT_TRUE(a && b && sharpest->stages[0].texture);
-    apply(twin, a, 3), apply(twin, a), apply(sharp, b, 2), apply(sharp, b);
-    TonalArtMap volume;
-    volume.Build(16, 4, 1, 1);
-    sharp->stages[0].texture = &volume;
-    apply(sharp, &volume), apply(sharp, b);
-    engine->ReloadShaders();
-    apply(sharp, b), apply(sharpest, sharpest->stages[0].texture);
-    engine->capabilities.hasAnisotropicFilter = false;
-    sharpest->stages[0].texture = a;
-    apply(sharpest, a);
-    EXPECT_EQ(degrees, (std::vector<GLfloat>{1, 3, 4, 2, 4, 2, 4, driverMax, 3}));
+        ++updates;
+        if (clock)
+            SetManualCounter(*clock += tickCounts);
+    }
+    // Runs one frame `counts` after the last one and returns its tick count.
+    int FrameAfter(int64_t& now, int64_t counts)
+    {
+        SetManualCounter(now += counts), updates = 0;
+        Frame(), EndFrame();
+        return updates;
+    }
+    int updates = 0;
+    int64_t* clock = nullptr;
+    int64_t tickCounts = 0;
+};
+
+constexpr int64_t kFrequency = 1200; // 1/120 s is a whole number of counts
+
+// Ticks at 120 frames a second, the rate from frame 121, stalls and
+// carried remainders, a backlog; then the update and render percentages.
+TEST_F(ResourcesGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
+{
+    int64_t now = 1000 * kFrequency; // a machine that has run for a while
+    UseManualCounter(kFrequency, now, 0);
+    CountingEngine engine;
+    EXPECT_EQ(engine.FrameAfter(now, 0), 0);
+    EXPECT_EQ(
+        (std::vector<int>{engine.GetFps(), engine.stats.updatePercent, engine.stats.renderPercent}),
+        (std::vector<int>{1, 0, 0}));
+    std::vector<int> ticks, fps;
+    for (int i = 0; i < 221; ++i)
+        ticks.push_back(engine.FrameAfter(now, kFrequency / 120)), fps.push_back(engine.GetFps());
+    for (size_t i = 4; i + 1 < 120; ++i)
+        EXPECT_EQ(ticks[i] + ticks[i + 1], 1) << i;
+    EXPECT_LE(*std::max_element(ticks.begin(), ticks.begin() + 4), 1);
+    EXPECT_EQ((std::vector<int>{fps[119], fps[120], fps[220]}), (std::vector<int>{1, 121, 121}));
+    std::vector<int> counts;
+    for (int64_t f : {kFrequency, int64_t(12), int64_t(12), kFrequency, kFrequency - 1, kFrequency,
+                      5 * kFrequency, kFrequency})
+        counts.push_back(engine.FrameAfter(now, f));
+    EXPECT_EQ(counts, (std::vector<int>{0, 0, 1, 0, 59, 0, 0, 0}));
+    // 2 counts a tick; half of each 1/10 s frame drawing; published by frame 11.
+    UseManualCounter(kFrequency, now = 50 * kFrequency, 0);
+    CountingEngine timed;
+    timed.FrameAfter(now, 0), timed.clock = &now, timed.tickCounts = 2;
+    int ticksBefore = 0, publishedAt = -1;
+    for (int i = 0; i < 12 && publishedAt < 0; ++i)
+    {
+        timed.stats.polygonCount = 1234, timed.updates = 0;
+        SetManualCounter(now += kFrequency / 20), timed.Frame();
+        EXPECT_EQ(timed.stats.polygonCount, 0);
+        timed.GetFps() != 1 ? void(publishedAt = i) : void(ticksBefore += timed.updates);
+        SetManualCounter(now += kFrequency / 20), timed.EndFrame();
+    }
+    ASSERT_GE(publishedAt, 9);
+    EXPECT_EQ(timed.GetFps(), publishedAt + 1);
+    EXPECT_GE(ticksBefore, 6 * publishedAt);
+    int update = ticksBefore * 2 * 100 / kFrequency, render = publishedAt * 5;
+    EXPECT_TRUE(timed.stats.updatePercent == update || timed.stats.updatePercent == update - 1)
+        << timed.stats.updatePercent;
+    EXPECT_TRUE(timed.stats.renderPercent == render || timed.stats.renderPercent == render - 1)
+        << timed.stats.renderPercent;
+    UseSystemCounter();
+}
+
+// Each probe's flag and console line match the driver's whole-word list.
+TEST_F(ResourcesGl, ProbesMatchTheDriver)
+{
+    std::istringstream in(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)));
+    std::set<std::string> words{std::istream_iterator<std::string>(in), {}};
+    Start("[Font]\nnbstages=0\n");
+    EXPECT_TRUE(boxes.boxes.empty()); // and in the log nothing after InitGL's listing
+    EXPECT_EQ(Lines(Log()).back().rfind("    + listing all extensions : ", 0), 0u) << Log();
+    const Capabilities& c = engine->capabilities;
+    using C = Capabilities;
+    const std::tuple<bool C::*, const char*, const char*, const char*> probes[] = {
+        {&C::hasMultitexture, "GL_ARB_multitexture", "", "> multitexturing supported"},
+        {&C::hasEdgeClamp, "GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
+         "> texture egde clamping supported"},
+        {&C::hasCompiledVertexArray, "GL_EXT_compiled_vertex_array", "",
+         "> compiled vertex array supported"},
+        {&C::hasVertexArrayRange, "GL_NV_vertex_array_range", "",
+         "> vertex array range extension supported"},
+        {&C::hasVertexArrayRange2, "GL_NV_vertex_array_range2", "",
+         "> vertex array range 2 extension supported"},
+        {&C::hasRegisterCombiners, "GL_NV_register_combiners", "",
+         "> register combiners extension supported"},
+        {&C::hasTransposeMatrix, "GL_ARB_transpose_matrix", "",
+         "> transpose matrix extension supported"},
+        {&C::hasTexEnvCombine, "GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine",
+         "> texture environment combine extension supported"},
+        {&C::hasTexEnvDot3, "GL_ARB_texture_env_dot3", "",
+         "> dotproduct3 texture extension supported"},
+        {&C::hasGenerateMipmap, "GL_SGIS_generate_mipmap", "",
+         "> sgis generate mimap extension supported"},
+        {&C::hasVertexProgram, "GL_ARB_vertex_program", "", "> arb vertex program supported"},
+        {&C::hasTexture3D, "GL_EXT_texture3D", "", "> 3d texture supported"}};
+    std::string expected, lines;
+    for (size_t i = 0; i < std::size(probes); ++i)
+    {
+        const auto& [flag, name, other, line] = probes[i];
+        EXPECT_EQ(c.*flag, words.count(name) + words.count(other) > 0) << name;
+        if (c.*flag)
+            expected += line + std::string("\n");
+        if (c.*flag && (i == 0 || i == 5))
+            expected += "  " + std::to_string(i ? c.maxGeneralCombiners : c.maxTextureUnits) +
+                        (i ? " max general combiners\n" : " texture unit\n");
+    }
+    for (const std::string& line : NewLines())
+        lines += line + "\n";
+    EXPECT_EQ(lines, expected);
+    const ProgramLimits& limits = engine->programLimits;
+    EXPECT_EQ(
+        (std::vector<int>{c.maxTextureUnits, limits.maxVertexAttribs}),
+        (std::vector<int>{Integer(GL_MAX_TEXTURE_UNITS_ARB), Integer(GL_MAX_VERTEX_ATTRIBS_ARB)}));
+    EXPECT_TRUE(limits.maxProgramInstructions > 0 && limits.maxProgramEnvParameters > 0 &&
+                limits.maxProgramMatrices > 0);
+    EXPECT_EQ((std::vector<bool>{
+                  ExtensionListContains("GL_NV_vertex_array_range2 GL_B ", "GL_B"),
+                  ExtensionListContains("GL_NV_vertex_array_range2", "GL_NV_vertex_array_range"),
+                  ExtensionListContains("GL_A gl_b", "GL_B"), ExtensionListContains("", "GL_A")}),
+              (std::vector<bool>{true, false, false, false}));
+}
+
+// InitGL sets each state it owns; height 0 takes 1; 2D is y-down, unlit.
+TEST_F(ResourcesGl, InitGLPerspectiveAnd2DMode)
+{
+    glClearColor(0, 1, 1, 1), glClearDepth(0.25), glClearStencil(3), glDepthFunc(GL_ALWAYS);
+    glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_FASTEST), glShadeModel(GL_FLAT);
+    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 1);
+    glDisable(GL_DEPTH_TEST), glDisable(GL_TEXTURE_2D), glDisable(GL_LIGHTING);
+    EXPECT_TRUE(InitGL());
+    GLfloat clear[5];
+    glGetFloatv(GL_COLOR_CLEAR_VALUE, clear), glGetFloatv(GL_DEPTH_CLEAR_VALUE, clear + 4);
+    EXPECT_EQ(std::vector<float>(clear, clear + 5), (std::vector<float>{0.5f, 0, 0, 0, 1}));
+    EXPECT_EQ((std::vector<GLint>{Integer(GL_STENCIL_CLEAR_VALUE),
+                                  Integer(GL_PERSPECTIVE_CORRECTION_HINT),
+                                  Integer(GL_LIGHT_MODEL_TWO_SIDE), Integer(GL_DEPTH_FUNC),
+                                  Integer(GL_SHADE_MODEL), glIsEnabled(GL_DEPTH_TEST),
+                                  glIsEnabled(GL_LIGHTING), glIsEnabled(GL_TEXTURE_2D)}),
+              (std::vector<GLint>{0, GL_NICEST, 0, GL_LEQUAL, GL_SMOOTH, 1, 1, 1}));
+    SetPerspective(200, 0, 0.1f, 1000.0f);
+    GLint viewport[4];
+    float w, h, n, f;
+    glGetIntegerv(GL_VIEWPORT, viewport), GetPerspective(&w, &h, &n, &f);
+    EXPECT_EQ((std::vector<float>{float(viewport[2]), float(viewport[3]), w, h}),
+              (std::vector<float>{200, 1, 200, 1}));
+    SetPerspective(128, 96, 0.1f, 1000.0f);
+    GLfloat projection[16], ortho[16];
+    glGetFloatv(GL_PROJECTION_MATRIX, projection);
+    float focal = 1.0f / std::tan(45.0 * M_PI / 360.0); // a 45 degree field of view
+    EXPECT_NEAR(projection[5] + 10 * projection[0], focal * (1 + 10 * 96.0f / 128.0f), 1e-4);
+    Engine engine;
+    engine.Begin2D(128, 96);
+    glGetFloatv(GL_PROJECTION_MATRIX, ortho);
+    EXPECT_EQ((std::vector<float>{ortho[0], ortho[5], ortho[13]}),
+              (std::vector<float>{2.0f / 128, -2.0f / 96, 1}));
+    EXPECT_FALSE(glIsEnabled(GL_LIGHTING) || glIsEnabled(GL_DEPTH_TEST));
+    EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
+    engine.End2D();
+    glGetFloatv(GL_PROJECTION_MATRIX, ortho);
+    EXPECT_FLOAT_EQ(ortho[5], projection[5]);
+    EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && !engine.renderState.depthTestEnabled);
+}
+
+// Debug lines reset the cache's state and draw white; Escape stops the demo
+// (no EndFrame: the render time stays); its rate in single precision.
+TEST_F(ResourcesGl, DebugLinesAndTheDemosEndAndRate)
+{
+    Start("[Font]\nnbstages=0\n", new HatchingDemo);
+    HatchingDemo& demo = *static_cast<HatchingDemo*>(engine);
+    glEnable(GL_TEXTURE_2D), glEnable(GL_CULL_FACE), demo.renderState.cullFaceEnabled = 1;
+    glActiveTextureARB(GL_TEXTURE1_ARB), demo.renderState.activeTextureUnit = GL_TEXTURE1_ARB;
+    SetPerspective(128, 96, 0.1f, 1000.0f);
+    glClearColor(0, 0, 0, 0), glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glColor3f(1, 1, 1);
+    Vec4 ray[2] = {Vec4(-1, 0, -5), Vec4(0, 0, 0)};
+    demo.DrawRay(ray);
+    EXPECT_EQ(Integer(GL_ACTIVE_TEXTURE_ARB), GL_TEXTURE0_ARB);
+    EXPECT_EQ(demo.renderState.activeTextureUnit, static_cast<GLenum>(GL_TEXTURE0_ARB));
+    EXPECT_FALSE(glIsEnabled(GL_LIGHTING) || glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_TRUE(glIsEnabled(GL_CULL_FACE) && !demo.currentShader);
+    demo.DrawLine(Vec4(-10, 0, -5), Vec4(10, 0, -5));
+    EXPECT_TRUE(!glIsEnabled(GL_CULL_FACE) && !demo.renderState.cullFaceEnabled);
+    std::vector<GLubyte> column(96 * 4);
+    glReadPixels(64, 0, 1, 96, GL_RGBA, GL_UNSIGNED_BYTE, column.data());
+    int lit = 0;
+    for (int y = 0; y < 96; ++y)
+        lit += column[y * 4] == 255;
+    EXPECT_TRUE(lit == 1 || lit == 2) << lit;
+
+    EXPECT_TRUE(demo.Frame());
+    float before = demo.stats.renderSeconds;
+    g_input->keys[VK_ESCAPE] = 1;
+    EXPECT_TRUE(!demo.Frame() && demo.stats.renderSeconds == before);
+    g_input->keys[VK_ESCAPE] = 0;
+    const std::tuple<int32_t, int32_t, const char*> rates[] = {
+        {625, 1272, "0.80"}, {4375, 1272, "5.57"}, {19375, 1272, "24.65"},
+        {624, 1272, "0.79"}, {1, 0, "0.00"},       {20000, 1000000, "20000.00"}};
+    for (auto [fps, polygons, text] : rates)
+        EXPECT_STREQ(FormatString("%.2f", HatchingDemo::MegaPolygonsPerSecond(fps, polygons)),
+                     text);
+    const char* first = FormatString("%s-%d", "tick", 60);
+    EXPECT_TRUE(FormatString(nullptr) == nullptr && std::string(first) == "tick-60");
+    EXPECT_EQ(FormatString("%s", std::string(600, 'x').c_str()), first);
+    EXPECT_EQ(std::strlen(first), 255u);
+}
+
+// The cache sends a change only where its mirror differs.
+TEST_F(ResourcesGl, RenderStateCacheSendsOnlyChanges)
+{
+    Start("[Font]\nnbstages=0\n"); // fetches glActiveTextureARB
+    RenderStateCache cache;
+    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
+    for (GLenum cap : caps)
+        cache.Enable(cap, false), glDisable(cap);
+    for (int i = 0; i < 5; ++i)
+    {
+        cache.Enable(caps[i], true);
+        std::vector<int> on{cache.lightingEnabled, cache.blendEnabled, cache.stencilTestEnabled,
+                            cache.depthTestEnabled, cache.cullFaceEnabled},
+            expected(10, 0);
+        for (GLenum cap : caps)
+            on.push_back(glIsEnabled(cap));
+        expected[i] = expected[i + 5] = 1; // the mirror, then GL
+        EXPECT_EQ(on, expected) << std::hex << caps[i];
+        glDisable(caps[i]), cache.Enable(caps[i], true);
+        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
+        cache.Enable(caps[i], false);
+    }
+    // After GL moved behind its back: the same value sends nothing, a change does.
+    std::vector<GLint> values;
+    auto read = [&](GLenum name) { values.push_back(Integer(name)); };
+    glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start
+    cache.SetDepthFunc(GL_LEQUAL), read(GL_DEPTH_FUNC);
+    glFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    cache.SetFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    glDepthMask(GL_FALSE), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    cache.SetDepthMask(false), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    EXPECT_EQ(values, (std::vector<GLint>{GL_ALWAYS, GL_LEQUAL, GL_CW, GL_CCW, GL_FALSE, GL_TRUE}));
+    // Unit 0 starts marked on; without a known target both targets go off.
+    glEnable(GL_TEXTURE_2D), glEnable(GL_TEXTURE_3D);
+    cache.UnitTextureOff();
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_TEXTURE_3D) ||
+                 cache.unitTextureEnabled[0]);
 }
 
 } // namespace

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <map>
-#include <numeric>
 #include <set>
 #include <sstream>
 #include <string>
@@ -287,27 +285,6 @@ struct Obj
         text += "f " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c) + "\n";
     }
     void Object(const char* name) { text += std::string("o ") + name + "\n"; }
-    // Rings of `sides` points ring(r, i) joined into a tube closed at the ends.
-    template <typename Ring>
-    void Tube(int rings, int sides, Ring ring, const float* first, const float* last)
-    {
-        std::vector<int> v;
-        for (int r = 0; r < rings; ++r)
-            for (int i = 0; i < sides; ++i)
-                v.push_back(ring(r, i));
-        auto at = [&](int r, int i) { return v[r * sides + (i % sides)]; };
-        int ends[2] = {V(first[0], first[1], first[2]), V(last[0], last[1], last[2])};
-        for (int i = 0; i < sides; ++i)
-        {
-            for (int r = 0; r + 1 < rings; ++r)
-            {
-                F(at(r, i), at(r, i + 1), at(r + 1, i + 1));
-                F(at(r, i), at(r + 1, i + 1), at(r + 1, i));
-            }
-            F(ends[0], at(0, i + 1), at(0, i));
-            F(ends[1], at(rings - 1, i), at(rings - 1, i + 1));
-        }
-    }
     // A box from `low` to `high`, faces turned outwards.
     void Box(const float* low, const float* high)
     {
@@ -321,94 +298,6 @@ struct Obj
         }
     }
 };
-
-// A capped cylinder about x, radius 1, x from 20 to 30, 24 sides from +y; a
-// plate 10 by 0.4 by 4; a sphere of radius 3 about (0, 0, -20): each told
-// by its kind, the strokes round the cylinder, an outline round them all.
-TEST_F(SceneGl, ImportedStrokesFollowTheFormAndTheOutlineHugsTheHull)
-{
-    Obj obj;
-    const float pi = float(M_PI), ends[2][3] = {{20, 0, 0}, {30, 0, 0}};
-    const float low[3] = {-5, -0.2f, 10}, high[3] = {5, 0.2f, 14},
-                poles[2][3] = {{0, 3, -20}, {0, -3, -20}};
-    obj.Object("cylinder");
-    obj.Tube(
-        2, 24,
-        [&](int r, int i)
-        { return obj.V(20.0f + 10.0f * r, std::cos(pi * i / 12), std::sin(pi * i / 12)); },
-        ends[0], ends[1]);
-    obj.Object("plate");
-    obj.Box(low, high);
-    obj.Object("sphere");
-    obj.Tube(
-        7, 12,
-        [&](int r, int i)
-        {
-            float polar = pi * (r + 1) / 8, around = pi * i / 6;
-            return obj.V(3 * std::sin(polar) * std::cos(around), 3 * std::cos(polar),
-                         -20 + 3 * std::sin(polar) * std::sin(around));
-        },
-        poles[0], poles[1]);
-    WriteText("form.obj", obj.text);
-    testsupport::ToolRun run = Import("--stroke-size 1 --outline 3 --info form.obj form.tsm");
-    ASSERT_EQ(run.status, 0) << run.err;
-    for (const char* line :
-         {"  cylinder                         elongated", "  plate                            flat",
-          "  sphere                           other", "6 turns"})
-        EXPECT_NE(run.out.find(line), std::string::npos) << line << "\n" << run.out;
-    MeshSet set;
-    set.Load("form.tsm", "", nullptr);
-    ASSERT_EQ(set.meshCount, 4u);
-    const Mesh &cylinder = set.meshes[0], &outline = set.meshes[3];
-    // Around the cylinder s runs 6 repeats from +y either way round, t along
-    // the axis; the seam: places with two values of s, 6 apart, underneath.
-    std::map<std::vector<float>, std::set<float>> sAt;
-    for (uint32_t v = 0; v < cylinder.vertexCount; ++v)
-    {
-        const float *p = &cylinder.positions[3 * v], *n = &cylinder.normals[3 * v];
-        const float* st = &cylinder.texCoords[2 * v];
-        if (std::fabs(n[0]) > 0.5f)
-            continue; // an end cap
-        EXPECT_NEAR(std::fabs(st[1] - (p[0] - 25.0f)), 0.0f, 1e-4f) << p[0];
-        float around = std::atan2(p[2], p[1]) * 12.0f / pi;
-        EXPECT_NEAR(std::min(std::fabs(std::remainder(st[0] * 4.0f - around, 24.0f)),
-                             std::fabs(std::remainder(st[0] * 4.0f + around, 24.0f))),
-                    0.0f, 1e-3f)
-            << p[1] << " " << p[2] << " " << st[0];
-        sAt[{p[0], p[1], p[2]}].insert(st[0]);
-        EXPECT_NEAR(n[1] * p[1] + n[2] * p[2], 1.0f, 1e-4f); // smooth: the radius
-    }
-    std::vector<std::vector<float>> seam; // one side's two corners
-    for (const auto& [place, s] : sAt)
-        if (s.size() > 1)
-            seam.push_back({place[1] < -0.9f, float(s.size()), *s.rbegin() - *s.begin()});
-    EXPECT_EQ(sAt.size(), 48u);
-    EXPECT_EQ(seam, (std::vector<std::vector<float>>(2, {1, 2, 6})));
-    // The outline: on "Outline", every place once, the cylinder turned half
-    // a turn about y, s = the width; unit normals pointing out of each shape.
-    ASSERT_NE(outline.shader, nullptr);
-    EXPECT_STREQ(outline.shader->name, "Outline");
-    EXPECT_EQ(outline.vertexCount, 50u + 8u + 86u);
-    EXPECT_EQ(outline.faceCount,
-              set.meshes[0].faceCount + set.meshes[1].faceCount + set.meshes[2].faceCount);
-    std::set<std::vector<float>> places;
-    for (uint32_t v = 0; v < outline.vertexCount; ++v)
-    {
-        const float *p = &outline.positions[3 * v], *n = &outline.normals[3 * v];
-        EXPECT_TRUE(places.insert({p[0], p[1], p[2]}).second) << "welded";
-        EXPECT_EQ(outline.texCoords[2 * v], 3.0f);
-        EXPECT_NEAR(std::inner_product(n, n + 3, n, 0.0f), 1.0f, 1e-4f);
-        const bool turned = p[0] < -19.9f;
-        float out[3] = {p[0] + (turned ? 25 : 0), p[1],
-                        p[2] - (turned        ? 0
-                                : p[2] > 9.9f ? 12
-                                              : -20)};
-        EXPECT_GT(std::inner_product(n, n + 3, out, 0.0f),
-                  0.3f * std::sqrt(std::inner_product(out, out + 3, out, 0.0f)))
-            << p[0] << " " << p[2];
-    }
-    EXPECT_EQ(places.count({-30.0f, 1.0f, 0.0f}) + places.count({5.0f, 0.2f, 14.0f}), 2u);
-}
 
 // A quad with normals and texture coordinates, a bare pentagon, two
 // materials: kept, or merged and centred. Input with no normals, a triangle
@@ -490,12 +379,10 @@ TEST_F(SceneGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
         {"x-inf.obj new.tsm", "tessimo-import: 'x-inf.obj'" + inf, 1},
         {"--max-vertices 8 --no-outline two.obj kept.tsm",
          "tessimo-import: 9 vertices, more than the 8 allowed\n", 1},
-        {"two.obj .", "", 1},
         {"--crease 400 two.obj new.tsm",
          "tessimo-import: --crease 400: expected 0 to 180\n" + usage, 2},
         {"--strokes wavy two.obj new.tsm",
          "tessimo-import: --strokes wavy: expected form, box or keep\n" + usage, 2},
-        {"--outline 0 two.obj new.tsm", "", 2},
         {"--material ThisNameIsLongerThanThirtyOneChars two.obj new.tsm", "", 2},
         {"two.obj", "tessimo-import: missing OUTPUT\n" + usage, 2},
     };

@@ -1,2 +1,0 @@
-# The engine core on a real GL context.
-tessimo_test(engine_gl_test LABEL gl SOURCES engine_gl_test.cpp LIBS tessimo_demo)
