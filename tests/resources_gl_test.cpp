@@ -361,15 +361,69 @@ TEST_F(ResourcesGl, ShadersReachTheGlStateAndRegistriesLetGoOfWhatTheyDelete)
     EXPECT_EQ(engine->DeleteAllTextures() * 10 + engine->DeleteAllShaders(), 25);
 }
 
-// Console lines for a compile and each rejection (line cut at the feed or
-// 255); reload keeps the GL name and, if the file has gone, the program.
-TEST_F(ResourcesGl, VertexProgramsCompileReportAndKeepTheirLastProgram)
+// Each probe's flag and console line match the driver's whole-word list.
+// Console lines for a vertex program's compile and each rejection (line cut
+// at the feed or 255); reload keeps the GL name and, if the file has gone,
+// the program.
+TEST_F(ResourcesGl, ProbesAndVertexProgramsReportAndKeepTheirLastProgram)
 {
     Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n");
+    std::istringstream in(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)));
+    std::set<std::string> words{std::istream_iterator<std::string>(in), {}};
+    EXPECT_TRUE(boxes.boxes.empty()); // and in the log nothing after InitGL's listing
+    EXPECT_EQ(Lines(Log()).back().rfind("    + listing all extensions : ", 0), 0u) << Log();
+    const Capabilities& c = engine->capabilities;
+    using C = Capabilities;
+    const std::tuple<bool C::*, const char*, const char*, const char*> probes[] = {
+        {&C::hasMultitexture, "GL_ARB_multitexture", "", "> multitexturing supported"},
+        {&C::hasEdgeClamp, "GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
+         "> texture egde clamping supported"},
+        {&C::hasCompiledVertexArray, "GL_EXT_compiled_vertex_array", "",
+         "> compiled vertex array supported"},
+        {&C::hasVertexArrayRange, "GL_NV_vertex_array_range", "",
+         "> vertex array range extension supported"},
+        {&C::hasVertexArrayRange2, "GL_NV_vertex_array_range2", "",
+         "> vertex array range 2 extension supported"},
+        {&C::hasRegisterCombiners, "GL_NV_register_combiners", "",
+         "> register combiners extension supported"},
+        {&C::hasTransposeMatrix, "GL_ARB_transpose_matrix", "",
+         "> transpose matrix extension supported"},
+        {&C::hasTexEnvCombine, "GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine",
+         "> texture environment combine extension supported"},
+        {&C::hasTexEnvDot3, "GL_ARB_texture_env_dot3", "",
+         "> dotproduct3 texture extension supported"},
+        {&C::hasGenerateMipmap, "GL_SGIS_generate_mipmap", "",
+         "> sgis generate mimap extension supported"},
+        {&C::hasVertexProgram, "GL_ARB_vertex_program", "", "> arb vertex program supported"},
+        {&C::hasTexture3D, "GL_EXT_texture3D", "", "> 3d texture supported"}};
+    std::string expected, lines;
+    for (size_t i = 0; i < std::size(probes); ++i)
+    {
+        const auto& [flag, name, other, line] = probes[i];
+        EXPECT_EQ(c.*flag, words.count(name) + words.count(other) > 0) << name;
+        if (c.*flag)
+            expected += line + std::string("\n");
+        if (c.*flag && (i == 0 || i == 5))
+            expected += "  " + std::to_string(i ? c.maxGeneralCombiners : c.maxTextureUnits) +
+                        (i ? " max general combiners\n" : " texture unit\n");
+    }
+    for (const std::string& line : NewLines())
+        lines += line + "\n";
+    EXPECT_EQ(lines, expected);
+    const ProgramLimits& limits = engine->programLimits;
+    EXPECT_EQ(
+        (std::vector<int>{c.maxTextureUnits, limits.maxVertexAttribs}),
+        (std::vector<int>{Integer(GL_MAX_TEXTURE_UNITS_ARB), Integer(GL_MAX_VERTEX_ATTRIBS_ARB)}));
+    EXPECT_TRUE(limits.maxProgramInstructions > 0 && limits.maxProgramEnvParameters > 0 &&
+                limits.maxProgramMatrices > 0);
+    EXPECT_EQ((std::vector<bool>{
+                  ExtensionListContains("GL_NV_vertex_array_range2 GL_B ", "GL_B"),
+                  ExtensionListContains("GL_NV_vertex_array_range2", "GL_NV_vertex_array_range"),
+                  ExtensionListContains("GL_A gl_b", "GL_B"), ExtensionListContains("", "GL_A")}),
+              (std::vector<bool>{true, false, false, false}));
     ASSERT_TRUE(engine->capabilities.hasVertexProgram);
-    const std::string good = "!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n";
-    WriteFile(dir.path + "/vp/ok.vp", good);
-    NewLines();
+    WriteFile(dir.path + "/vp/ok.vp",
+              std::string("!!ARBvp1.0\nMOV result.position, vertex.position;\nEND\n"));
     Shader* inked = engine->AddShader("Inked");
     VertexProgram* program = engine->FindVertexProgram("vp\\ok.vp");
     ASSERT_TRUE(program && inked->vertexProgram == program);
@@ -527,65 +581,6 @@ TEST_F(ResourcesGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
     EXPECT_TRUE(timed.stats.renderPercent == render || timed.stats.renderPercent == render - 1)
         << timed.stats.renderPercent;
     UseSystemCounter();
-}
-
-// Each probe's flag and console line match the driver's whole-word list.
-TEST_F(ResourcesGl, ProbesMatchTheDriver)
-{
-    std::istringstream in(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)));
-    std::set<std::string> words{std::istream_iterator<std::string>(in), {}};
-    Start("[Font]\nnbstages=0\n");
-    EXPECT_TRUE(boxes.boxes.empty()); // and in the log nothing after InitGL's listing
-    EXPECT_EQ(Lines(Log()).back().rfind("    + listing all extensions : ", 0), 0u) << Log();
-    const Capabilities& c = engine->capabilities;
-    using C = Capabilities;
-    const std::tuple<bool C::*, const char*, const char*, const char*> probes[] = {
-        {&C::hasMultitexture, "GL_ARB_multitexture", "", "> multitexturing supported"},
-        {&C::hasEdgeClamp, "GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
-         "> texture egde clamping supported"},
-        {&C::hasCompiledVertexArray, "GL_EXT_compiled_vertex_array", "",
-         "> compiled vertex array supported"},
-        {&C::hasVertexArrayRange, "GL_NV_vertex_array_range", "",
-         "> vertex array range extension supported"},
-        {&C::hasVertexArrayRange2, "GL_NV_vertex_array_range2", "",
-         "> vertex array range 2 extension supported"},
-        {&C::hasRegisterCombiners, "GL_NV_register_combiners", "",
-         "> register combiners extension supported"},
-        {&C::hasTransposeMatrix, "GL_ARB_transpose_matrix", "",
-         "> transpose matrix extension supported"},
-        {&C::hasTexEnvCombine, "GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine",
-         "> texture environment combine extension supported"},
-        {&C::hasTexEnvDot3, "GL_ARB_texture_env_dot3", "",
-         "> dotproduct3 texture extension supported"},
-        {&C::hasGenerateMipmap, "GL_SGIS_generate_mipmap", "",
-         "> sgis generate mimap extension supported"},
-        {&C::hasVertexProgram, "GL_ARB_vertex_program", "", "> arb vertex program supported"},
-        {&C::hasTexture3D, "GL_EXT_texture3D", "", "> 3d texture supported"}};
-    std::string expected, lines;
-    for (size_t i = 0; i < std::size(probes); ++i)
-    {
-        const auto& [flag, name, other, line] = probes[i];
-        EXPECT_EQ(c.*flag, words.count(name) + words.count(other) > 0) << name;
-        if (c.*flag)
-            expected += line + std::string("\n");
-        if (c.*flag && (i == 0 || i == 5))
-            expected += "  " + std::to_string(i ? c.maxGeneralCombiners : c.maxTextureUnits) +
-                        (i ? " max general combiners\n" : " texture unit\n");
-    }
-    for (const std::string& line : NewLines())
-        lines += line + "\n";
-    EXPECT_EQ(lines, expected);
-    const ProgramLimits& limits = engine->programLimits;
-    EXPECT_EQ(
-        (std::vector<int>{c.maxTextureUnits, limits.maxVertexAttribs}),
-        (std::vector<int>{Integer(GL_MAX_TEXTURE_UNITS_ARB), Integer(GL_MAX_VERTEX_ATTRIBS_ARB)}));
-    EXPECT_TRUE(limits.maxProgramInstructions > 0 && limits.maxProgramEnvParameters > 0 &&
-                limits.maxProgramMatrices > 0);
-    EXPECT_EQ((std::vector<bool>{
-                  ExtensionListContains("GL_NV_vertex_array_range2 GL_B ", "GL_B"),
-                  ExtensionListContains("GL_NV_vertex_array_range2", "GL_NV_vertex_array_range"),
-                  ExtensionListContains("GL_A gl_b", "GL_B"), ExtensionListContains("", "GL_A")}),
-              (std::vector<bool>{true, false, false, false}));
 }
 
 // InitGL sets each state it owns; height 0 takes 1; 2D is y-down, unlit.
