@@ -270,35 +270,6 @@ TEST_F(SceneGl, ModelFilesLoadWholeMeshesAndSayWhatWentWrong)
 
 #if TESSIMO_IMPORT
 
-// An OBJ source built here, each object a piece of its own.
-struct Obj
-{
-    std::string text;
-    int count = 0;
-    int V(float x, float y, float z)
-    {
-        text += "v " + std::to_string(x) + " " + std::to_string(y) + " " + std::to_string(z) + "\n";
-        return ++count;
-    }
-    void F(int a, int b, int c)
-    {
-        text += "f " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c) + "\n";
-    }
-    void Object(const char* name) { text += std::string("o ") + name + "\n"; }
-    // A box from `low` to `high`, faces turned outwards.
-    void Box(const float* low, const float* high)
-    {
-        int c[8];
-        for (int i = 0; i < 8; ++i)
-            c[i] = V(i & 1 ? high[0] : low[0], i & 2 ? high[1] : low[1], i & 4 ? high[2] : low[2]);
-        for (int q : {0x0462, 0x1375, 0x0154, 0x2673, 0x0231, 0x4576})
-        {
-            F(c[q >> 12], c[(q >> 8) & 15], c[(q >> 4) & 15]);
-            F(c[q >> 12], c[(q >> 4) & 15], c[q & 15]);
-        }
-    }
-};
-
 // A quad with normals and texture coordinates, a bare pentagon, two
 // materials: kept, or merged and centred. Input with no normals, a triangle
 // twice, one on a line, three on one edge, a speck far smaller than a
@@ -335,22 +306,16 @@ TEST_F(SceneGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
     EXPECT_EQ(merged.meshes[0].faceCount * 10 + merged.meshes[0].vertexCount, 59u);
     EXPECT_FLOAT_EQ(merged.meshes[0].boundingSphere.radius, std::sqrt(2.5f));
 
-    Obj obj;
-    obj.Object("sheet");
-    int a = obj.V(0, 0, 0), b = obj.V(4, 0, 0), c = obj.V(4, 0, -4), d = obj.V(0, 0, -4);
-    obj.F(a, b, c);
-    obj.F(a, c, d);
-    obj.F(a, b, c);
-    obj.F(a, obj.V(2, 0, 0), b);
-    obj.Object("fan");
-    int h0 = obj.V(10, 0, 0), h1 = obj.V(10, 2, 0);
-    obj.F(h0, h1, obj.V(12, 1, 0));
-    obj.F(h1, h0, obj.V(8, 1, 0));
-    obj.F(h0, h1, obj.V(10, 1, 2));
-    obj.Object("speck");
-    const float low[3] = {-10, 0, 0}, high[3] = {-9.999f, 0.001f, 0.001f};
-    obj.Box(low, high);
-    WriteText("bad.obj", obj.text);
+    // A sheet of two triangles, the first twice, one on a line; three
+    // triangles on one edge; a box 0.001 wide.
+    WriteText("bad.obj",
+              "o sheet\nv 0 0 0\nv 4 0 0\nv 4 0 -4\nv 0 0 -4\nf 1 2 3\nf 1 3 4\nf 1 2 3\n"
+              "v 2 0 0\nf 1 5 2\no fan\nv 10 0 0\nv 10 2 0\nv 12 1 0\nf 6 7 8\nv 8 1 0\n"
+              "f 7 6 9\nv 10 1 2\nf 6 7 10\no speck\nv -10 0 0\nv -9.999 0 0\n"
+              "v -10 0.001 0\nv -9.999 0.001 0\nv -10 0 0.001\nv -9.999 0 0.001\n"
+              "v -10 0.001 0.001\nv -9.999 0.001 0.001\nf 11 15 17\nf 11 17 13\n"
+              "f 12 14 18\nf 12 18 16\nf 11 12 16\nf 11 16 15\nf 13 17 18\nf 13 18 14\n"
+              "f 11 13 14\nf 11 14 12\nf 15 16 18\nf 15 18 17\n");
     testsupport::ToolRun run = Import("--info bad.obj bad.tsm");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "tessimo-import: left out triangles: 1 without area, 1 repeated\n"
