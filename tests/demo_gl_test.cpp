@@ -6,9 +6,6 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <iterator>
-#include <set>
-#include <sstream>
 
 #include "support/files.h"
 #include "support/ink_measures.h"
@@ -196,16 +193,6 @@ TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
     }
 }
 
-// The extensions listed in a run's log.
-std::set<std::string> Listed(const std::string& log)
-{
-    const std::string listing = "    + listing all extensions : ";
-    size_t at = log.find(listing);
-    EXPECT_NE(at, std::string::npos) << log;
-    std::stringstream words(at == std::string::npos ? "" : log.substr(at, log.find('\n', at) - at));
-    return {std::istream_iterator<std::string>(words), {}};
-}
-
 // A tick gives the same picture every time, with the look of the reference
 // (tessimo-shot's at tick 60, scripts/pictures --reference: every tone one
 // slice lighter moves it by 0.39 a byte, more than twice the tolerance).
@@ -233,13 +220,9 @@ TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
     EXPECT_NE(console.find("vertex program loaded and compiled successfully"), std::string::npos)
         << console;
 
-    std::set<std::string> listed = Listed(log);
     std::string override = "-GL_ARB_texture_env_combine -GL_EXT_texture_env_combine";
     for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
-    {
-        EXPECT_TRUE(listed.count(r.name)) << r.name;
         override += std::string(" -") + r.name;
-    }
     dir = RunDir();
     setenv("MESA_EXTENSION_OVERRIDE", override.c_str(), 1);
     Picture picture;
@@ -248,16 +231,11 @@ TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
     std::string output = ReadText(dir + "/output.txt");
     ASSERT_EQ(status, 0) << output;
     log = ReadText(dir + "/tessimo2.log");
-    listed = Listed(log);
     // The problems stand between the sound lines and the closing lines.
     std::string expected;
     std::vector<std::string> boxes, shown;
     for (const testsupport::RequiredExtension& r : testsupport::kRequiredExtensions)
-    {
-        EXPECT_FALSE(listed.count(r.name)) << r.name << " is still listed";
-        expected += r.logText;
-        boxes.push_back("[" + std::string(r.caption) + "] " + r.boxText);
-    }
+        expected += r.logText, boxes.push_back("[" + std::string(r.caption) + "] " + r.boxText);
     expected += "## no 3d textures: the art map is not built ##\n"
                 "## shader 'Hatching' has no working vertex program ##\n";
     size_t from = log.find(" hz  ok!\n"), to = log.find("- tessimo has drawn ");
