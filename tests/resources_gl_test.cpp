@@ -374,35 +374,30 @@ TEST_F(ResourcesGl, ProbesAndVertexProgramsReportAndKeepTheirLastProgram)
     EXPECT_EQ(Lines(Log()).back().rfind("    + listing all extensions : ", 0), 0u) << Log();
     const Capabilities& c = engine->capabilities;
     using C = Capabilities;
+    // The flag, the extension or its alternative, the line "> ... supported".
     const std::tuple<bool C::*, const char*, const char*, const char*> probes[] = {
-        {&C::hasMultitexture, "GL_ARB_multitexture", "", "> multitexturing supported"},
+        {&C::hasMultitexture, "GL_ARB_multitexture", "", "multitexturing"},
         {&C::hasEdgeClamp, "GL_SGIS_texture_edge_clamp", "GL_EXT_texture_edge_clamp",
-         "> texture egde clamping supported"},
-        {&C::hasCompiledVertexArray, "GL_EXT_compiled_vertex_array", "",
-         "> compiled vertex array supported"},
-        {&C::hasVertexArrayRange, "GL_NV_vertex_array_range", "",
-         "> vertex array range extension supported"},
+         "texture egde clamping"},
+        {&C::hasCompiledVertexArray, "GL_EXT_compiled_vertex_array", "", "compiled vertex array"},
+        {&C::hasVertexArrayRange, "GL_NV_vertex_array_range", "", "vertex array range extension"},
         {&C::hasVertexArrayRange2, "GL_NV_vertex_array_range2", "",
-         "> vertex array range 2 extension supported"},
-        {&C::hasRegisterCombiners, "GL_NV_register_combiners", "",
-         "> register combiners extension supported"},
-        {&C::hasTransposeMatrix, "GL_ARB_transpose_matrix", "",
-         "> transpose matrix extension supported"},
+         "vertex array range 2 extension"},
+        {&C::hasRegisterCombiners, "GL_NV_register_combiners", "", "register combiners extension"},
+        {&C::hasTransposeMatrix, "GL_ARB_transpose_matrix", "", "transpose matrix extension"},
         {&C::hasTexEnvCombine, "GL_ARB_texture_env_combine", "GL_EXT_texture_env_combine",
-         "> texture environment combine extension supported"},
-        {&C::hasTexEnvDot3, "GL_ARB_texture_env_dot3", "",
-         "> dotproduct3 texture extension supported"},
-        {&C::hasGenerateMipmap, "GL_SGIS_generate_mipmap", "",
-         "> sgis generate mimap extension supported"},
-        {&C::hasVertexProgram, "GL_ARB_vertex_program", "", "> arb vertex program supported"},
-        {&C::hasTexture3D, "GL_EXT_texture3D", "", "> 3d texture supported"}};
+         "texture environment combine extension"},
+        {&C::hasTexEnvDot3, "GL_ARB_texture_env_dot3", "", "dotproduct3 texture extension"},
+        {&C::hasGenerateMipmap, "GL_SGIS_generate_mipmap", "", "sgis generate mimap extension"},
+        {&C::hasVertexProgram, "GL_ARB_vertex_program", "", "arb vertex program"},
+        {&C::hasTexture3D, "GL_EXT_texture3D", "", "3d texture"}};
     std::string expected, lines;
     for (size_t i = 0; i < std::size(probes); ++i)
     {
         const auto& [flag, name, other, line] = probes[i];
         EXPECT_EQ(c.*flag, words.count(name) + words.count(other) > 0) << name;
         if (c.*flag)
-            expected += line + std::string("\n");
+            expected += "> " + std::string(line) + " supported\n";
         if (c.*flag && (i == 0 || i == 5))
             expected += "  " + std::to_string(i ? c.maxGeneralCombiners : c.maxTextureUnits) +
                         (i ? " max general combiners\n" : " texture unit\n");
@@ -584,7 +579,7 @@ TEST_F(ResourcesGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
 }
 
 // InitGL sets each state it owns; height 0 takes 1; 2D is y-down, unlit.
-TEST_F(ResourcesGl, InitGLPerspectiveAnd2DMode)
+TEST_F(ResourcesGl, InitGLPerspective2DModeAndTheRenderStateCache)
 {
     glClearColor(0, 1, 1, 1), glClearDepth(0.25), glClearStencil(3), glDepthFunc(GL_ALWAYS);
     glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_FASTEST), glShadeModel(GL_FLAT);
@@ -622,6 +617,41 @@ TEST_F(ResourcesGl, InitGLPerspectiveAnd2DMode)
     glGetFloatv(GL_PROJECTION_MATRIX, ortho);
     EXPECT_FLOAT_EQ(ortho[5], projection[5]);
     EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && !engine.renderState.depthTestEnabled);
+    // The cache sends a change only where its mirror differs.
+    Start(); // fetches glActiveTextureARB
+    RenderStateCache cache;
+    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
+    for (GLenum cap : caps)
+        cache.Enable(cap, false), glDisable(cap);
+    for (int i = 0; i < 5; ++i)
+    {
+        cache.Enable(caps[i], true);
+        std::vector<int> on{cache.lightingEnabled, cache.blendEnabled, cache.stencilTestEnabled,
+                            cache.depthTestEnabled, cache.cullFaceEnabled},
+            expected(10, 0);
+        for (GLenum cap : caps)
+            on.push_back(glIsEnabled(cap));
+        expected[i] = expected[i + 5] = 1; // the mirror, then GL
+        EXPECT_EQ(on, expected) << std::hex << caps[i];
+        glDisable(caps[i]), cache.Enable(caps[i], true);
+        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
+        cache.Enable(caps[i], false);
+    }
+    // After GL moved behind its back: the same value sends nothing, a change does.
+    std::vector<GLint> values;
+    auto read = [&](GLenum name) { values.push_back(Integer(name)); };
+    glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start
+    cache.SetDepthFunc(GL_LEQUAL), read(GL_DEPTH_FUNC);
+    glFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    cache.SetFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    glDepthMask(GL_FALSE), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    cache.SetDepthMask(false), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    EXPECT_EQ(values, (std::vector<GLint>{GL_ALWAYS, GL_LEQUAL, GL_CW, GL_CCW, GL_FALSE, GL_TRUE}));
+    // Unit 0 starts marked on; without a known target both targets go off.
+    glEnable(GL_TEXTURE_2D), glEnable(GL_TEXTURE_3D);
+    cache.UnitTextureOff();
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_TEXTURE_3D) ||
+                 cache.unitTextureEnabled[0]);
 }
 
 // Debug lines reset the cache's state and draw white; Escape stops the demo
@@ -665,45 +695,6 @@ TEST_F(ResourcesGl, DebugLinesAndTheDemosEndAndRate)
     EXPECT_TRUE(FormatString(nullptr) == nullptr && std::string(first) == "tick-60");
     EXPECT_EQ(FormatString("%s", std::string(600, 'x').c_str()), first);
     EXPECT_EQ(std::strlen(first), 255u);
-}
-
-// The cache sends a change only where its mirror differs.
-TEST_F(ResourcesGl, RenderStateCacheSendsOnlyChanges)
-{
-    Start("[Font]\nnbstages=0\n"); // fetches glActiveTextureARB
-    RenderStateCache cache;
-    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
-    for (GLenum cap : caps)
-        cache.Enable(cap, false), glDisable(cap);
-    for (int i = 0; i < 5; ++i)
-    {
-        cache.Enable(caps[i], true);
-        std::vector<int> on{cache.lightingEnabled, cache.blendEnabled, cache.stencilTestEnabled,
-                            cache.depthTestEnabled, cache.cullFaceEnabled},
-            expected(10, 0);
-        for (GLenum cap : caps)
-            on.push_back(glIsEnabled(cap));
-        expected[i] = expected[i + 5] = 1; // the mirror, then GL
-        EXPECT_EQ(on, expected) << std::hex << caps[i];
-        glDisable(caps[i]), cache.Enable(caps[i], true);
-        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
-        cache.Enable(caps[i], false);
-    }
-    // After GL moved behind its back: the same value sends nothing, a change does.
-    std::vector<GLint> values;
-    auto read = [&](GLenum name) { values.push_back(Integer(name)); };
-    glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start
-    cache.SetDepthFunc(GL_LEQUAL), read(GL_DEPTH_FUNC);
-    glFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
-    cache.SetFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
-    glDepthMask(GL_FALSE), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
-    cache.SetDepthMask(false), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
-    EXPECT_EQ(values, (std::vector<GLint>{GL_ALWAYS, GL_LEQUAL, GL_CW, GL_CCW, GL_FALSE, GL_TRUE}));
-    // Unit 0 starts marked on; without a known target both targets go off.
-    glEnable(GL_TEXTURE_2D), glEnable(GL_TEXTURE_3D);
-    cache.UnitTextureOff();
-    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_TEXTURE_3D) ||
-                 cache.unitTextureEnabled[0]);
 }
 
 } // namespace
