@@ -161,7 +161,9 @@ TEST_F(SceneGl, MeshDrawsItsRenderCopyAndItsShadowOnce)
 
 // The planes of x in -2..2, y in -1..1, z from -1 to -10 moved one unit
 // right; a sphere touching the cube's right face from outside is skipped.
-TEST_F(SceneGl, FrustumPlanesFollowTheMatricesAndCullingFailsAtEquality)
+// The camera: Page Up climbs along y; the view, from the angles (both 0), is
+// a shift; forward goes along the view's backward axis, reversed.
+TEST_F(SceneGl, FrustumPlanesCullingAndTheCamerasClimb)
 {
     Frustum frustum;
     glMatrixMode(GL_PROJECTION);
@@ -185,12 +187,6 @@ TEST_F(SceneGl, FrustumPlanesFollowTheMatricesAndCullingFailsAtEquality)
     for (float radius : {mesh.boundingSphere.radius, -distance, std::nextafter(-distance, 100.0f)})
         mesh.boundingSphere.radius = radius, mesh.DrawCulled(frustum);
     EXPECT_EQ(engine->stats.polygonCount, before + 2);
-}
-
-// Page Up climbs along y; the view, from the angles (both 0), is a shift;
-// forward goes along the view's backward axis, reversed.
-TEST_F(SceneGl, CameraClimbsWithPageUpAndMovesForward)
-{
     Camera camera;
     camera.LookAt(Vec4(13.6f, 7.7f, 11.8f), Vec4(0.0f, -2.0f, -5.0f));
     unsigned char active = g_window->active;
