@@ -234,10 +234,6 @@ TEST_F(SceneGl, ModelFilesLoadWholeMeshesAndSayWhatWentWrong)
          ModelBytes(2).String() + one +
              ModelBytes(0).Mesh("c", "A", many, {0, 1, 2}).String().substr(27));
     EXPECT_GT(engine->vertexPool->freeBytes + 256, freeBefore); // only the first mesh's arrays
-    std::vector<uint32_t> counts;
-    for (const MeshSet& set : sets)
-        counts.push_back(set.meshCount);
-    EXPECT_EQ(counts, (std::vector<uint32_t>{2, 0, 0, 1, 1, 0, 0, 1}));
     std::string lines;
     for (uint32_t i = mark; i < console->HeldLines(); ++i)
         lines += console->Line(i) + std::string("\n");
