@@ -1,5 +1,4 @@
-# The engine on a real GL context: resources, the core, the scene and
-# tessimo-import's output read back where the tool is built (gl).
+# The engine on a real GL context, and tessimo-import's output where the tool is built (gl).
 tessimo_test(engine_gl_test LABEL gl SOURCES engine_gl_test.cpp LIBS tessimo_demo)
 if(TARGET tessimo-import)
   target_compile_definitions(engine_gl_test PRIVATE TESSIMO_IMPORT=1)

@@ -6,8 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <cstring>
+#include <filesystem>
+#include <numeric>
 #include <set>
 #include <sstream>
 
@@ -20,6 +21,7 @@
 #include "console/console.h"
 #include "demo/hatching_demo.h"
 #include "engine/engine.h"
+#include "hatching/tonal_art_map.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "platform/messages.h"
@@ -46,7 +48,6 @@ namespace
 {
 
 using namespace testsupport;
-using Rgb = std::vector<int>;
 
 GLint Parameter(GLenum name)
 {
@@ -80,14 +81,6 @@ Bytes Pixels(Texture& t, GLenum format)
     glGetTexImage(GL_TEXTURE_2D, 0, format, GL_UNSIGNED_BYTE, out.data());
     return out;
 }
-Bytes Ramp(size_t n)
-{
-    Bytes b(n);
-    for (size_t i = 0; i < n; ++i)
-        b[i] = uint8_t(i * 13 + i / 7);
-    return b;
-}
-
 const char* const kDefinitions =
     "[Font]\nnbstages=0\n[Less]\nculling=false\nccw=false\nnbstages=0\n[NoDepth]\n"
     "depthtest=false\nculling=false\nnbstages=0\n[Glass]\nccw=false\ndepthfunc=GL_GREATER\n"
@@ -108,7 +101,6 @@ protected:
         delete engine;
         g_engine = nullptr;
         ClearMessageQueue();
-        UseSystemCounter();
     }
     std::string Log() { return ReadText("tessimo2.log").substr(logStart); }
     void Start(const std::string& definitions = kDefinitions, Engine* started = nullptr)
@@ -122,6 +114,8 @@ protected:
         g_engine = engine = started ? started : new Engine;
         ASSERT_TRUE(engine->Init());
     }
+    // For the scene: the demo's 1 MiB vertex pool in main memory, a 64 by 64
+    // corner, identity matrices, black paper.
     void StartScene()
     {
         Start();
@@ -158,7 +152,9 @@ protected:
 // sizes GLU rescales; reload from disk or an enciphered archive; refusals log.
 TEST_F(EngineGl, ImagesUploadReloadOrAreRefused)
 {
-    Bytes bgr = Ramp(2 * 8 * 3), bgra = Ramp(16 * 4 * 4), pixels = Ramp(4 * 4 * 4), archive;
+    Bytes bgr(2 * 8 * 3), bgra(16 * 4 * 4), pixels(4 * 4 * 4), archive;
+    for (Bytes* ramp : {&bgr, &bgra, &pixels})
+        std::iota(ramp->begin(), ramp->end(), uint8_t(7));
     WriteFile("a.tga", MakeTarga(2, 8, 24, bgr, 2, 0, 0x20));
     WriteFile("b.tga", MakeTarga(16, 4, 32, bgra));
     WriteFile("c.tga", MakeTarga(300, 20, 24, Bytes(300 * 20 * 3, 40)));
@@ -388,10 +384,12 @@ TEST_F(EngineGl, ShadersReachTheGlStateAndRegistriesLetGoOfWhatTheyDelete)
 // Each probe's flag and console line match the driver's whole-word list.
 // Console lines for a vertex program's compile and each rejection (line cut
 // at the feed or 255); reload keeps the GL name and, if the file has gone,
-// the program.
+// the program. Anisotropic filtering as a stage asks for it.
 TEST_F(EngineGl, ProbesAndVertexProgramsReportAndKeepTheirLastProgram)
 {
-    Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n");
+    Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n[Sharp]\n"
+                                      "[Sharp - TU0]\nmap=tga\\b.tga\nanisotropy=4\n[Sharpest]\n"
+                                      "[Sharpest - TU0]\nanisotropy=1000\n");
     std::istringstream in(reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS)));
     std::set<std::string> words{std::istream_iterator<std::string>(in), {}};
     EXPECT_TRUE(boxes.boxes.empty()); // and in the log nothing after InitGL's listing
@@ -496,6 +494,41 @@ TEST_F(EngineGl, ProbesAndVertexProgramsReportAndKeepTheirLastProgram)
     EXPECT_FALSE(glIsEnabled(GL_VERTEX_PROGRAM_ARB));
     while (glGetError() != GL_NO_ERROR) // the rejections above leave theirs
         continue;
+
+    // "anisotropy" above 1 gives the stage's texture the degree (clamped)
+    // once; `apply` applies a shader afresh, keeps the degree of `t`, then
+    // sets it to `set` where given.
+    if (!engine->capabilities.hasAnisotropicFilter)
+        GTEST_SKIP() << "the driver has no GL_EXT_texture_filter_anisotropic";
+    WriteTarga(dir.path + "/tga/Default.tga", 4, 4, 24, [](uint32_t, uint32_t, uint8_t*) {});
+    GLfloat driverMax = 0;
+    glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &driverMax);
+    ASSERT_TRUE(engine->capabilities.maxAnisotropy == driverMax && driverMax >= 4.0f);
+    std::vector<GLfloat> degrees;
+    auto apply = [&](Shader* shader, Texture* t, GLfloat set = 0)
+    {
+        engine->SetShader(nullptr), engine->SetShader(shader);
+        glBindTexture(t->target, t->id);
+        degrees.push_back(0);
+        glGetTexParameterfv(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, &degrees.back());
+        if (set)
+            glTexParameterf(t->target, GL_TEXTURE_MAX_ANISOTROPY_EXT, set);
+    };
+    Shader *twin = engine->AddShader("Twin"), *sharp = engine->AddShader("Sharp"),
+           *sharpest = engine->AddShader("Sharpest");
+    Texture *a = twin->stages[0].texture, *b = sharp->stages[0].texture;
+    ASSERT_TRUE(a && b && sharpest->stages[0].texture);
+    apply(twin, a, 3), apply(twin, a), apply(sharp, b, 2), apply(sharp, b);
+    TonalArtMap volume;
+    volume.Build(16, 4, 1, 1);
+    sharp->stages[0].texture = &volume;
+    apply(sharp, &volume), apply(sharp, b);
+    engine->ReloadShaders();
+    apply(sharp, b), apply(sharpest, sharpest->stages[0].texture);
+    engine->capabilities.hasAnisotropicFilter = false;
+    sharpest->stages[0].texture = a;
+    apply(sharpest, a);
+    EXPECT_EQ(degrees, (std::vector<GLfloat>{1, 3, 4, 2, 4, 2, 4, driverMax, 3}));
 }
 
 // Each cell names itself in colour (red column, green row); "0" is cell
@@ -555,20 +588,25 @@ public:
 
 constexpr int64_t kFrequency = 1200; // 1/120 s is a whole number of counts
 
-// Ticks at 120 frames a second, the rate from frame 121, stalls and
-// carried remainders, a backlog; then the update and render percentages.
-TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
+// The frame driver: ticks at 120 frames a second, the rate from frame 121,
+// stalls and carried remainders, a backlog; then the update and render
+// percentages. InitGL sets each state it owns; height 0 takes 1; 2D is
+// y-down, unlit. Debug lines reset the cache's state and draw white; Escape
+// stops the demo (no EndFrame: the render time stays); its rate in single
+// precision. The render state cache sends a change only where its mirror
+// differs.
+TEST_F(EngineGl, TheFrameDriverInitGLDebugLinesTheDemosEndAndTheCache)
 {
     int64_t now = 1000 * kFrequency; // a machine that has run for a while
     UseManualCounter(kFrequency, now, 0);
-    CountingEngine engine;
-    EXPECT_EQ(engine.FrameAfter(now, 0), 0);
+    CountingEngine driver;
+    EXPECT_EQ(driver.FrameAfter(now, 0), 0);
     EXPECT_EQ(
-        (std::vector<int>{engine.GetFps(), engine.stats.updatePercent, engine.stats.renderPercent}),
+        (std::vector<int>{driver.GetFps(), driver.stats.updatePercent, driver.stats.renderPercent}),
         (std::vector<int>{1, 0, 0}));
     std::vector<int> ticks, fps;
     for (int i = 0; i < 221; ++i)
-        ticks.push_back(engine.FrameAfter(now, kFrequency / 120)), fps.push_back(engine.GetFps());
+        ticks.push_back(driver.FrameAfter(now, kFrequency / 120)), fps.push_back(driver.GetFps());
     for (size_t i = 4; i + 1 < 120; ++i)
         EXPECT_EQ(ticks[i] + ticks[i + 1], 1) << i;
     EXPECT_LE(*std::max_element(ticks.begin(), ticks.begin() + 4), 1);
@@ -576,7 +614,7 @@ TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
     std::vector<int> counts;
     for (int64_t f : {kFrequency, int64_t(12), int64_t(12), kFrequency, kFrequency - 1, kFrequency,
                       5 * kFrequency, kFrequency})
-        counts.push_back(engine.FrameAfter(now, f));
+        counts.push_back(driver.FrameAfter(now, f));
     EXPECT_EQ(counts, (std::vector<int>{0, 0, 1, 0, 59, 0, 0, 0}));
     // 2 counts a tick; half of each 1/10 s frame drawing; published by frame 11.
     UseManualCounter(kFrequency, now = 50 * kFrequency, 0);
@@ -598,11 +636,7 @@ TEST_F(EngineGl, FrameDriverTicksRatesAndPercentagesFromTheCounter)
     for (auto [got, want] :
          {std::pair{timed.stats.updatePercent, update}, {timed.stats.renderPercent, render}})
         EXPECT_TRUE(got == want || got == want - 1) << got << " " << want;
-}
-
-// InitGL sets each state it owns; height 0 takes 1; 2D is y-down, unlit.
-TEST_F(EngineGl, InitGLPerspective2DModeAndTheRenderStateCache)
-{
+    UseSystemCounter();
     glClearColor(0, 1, 1, 1), glClearDepth(0.25), glClearStencil(3), glDepthFunc(GL_ALWAYS);
     glHint(GL_PERSPECTIVE_CORRECTION_HINT, GL_FASTEST), glShadeModel(GL_FLAT);
     glLightModeli(GL_LIGHT_MODEL_TWO_SIDE, 1);
@@ -623,65 +657,23 @@ TEST_F(EngineGl, InitGLPerspective2DModeAndTheRenderStateCache)
     glGetIntegerv(GL_VIEWPORT, viewport), GetPerspective(&w, &h, &n, &f);
     EXPECT_EQ((std::vector<float>{float(viewport[2]), float(viewport[3]), w, h}),
               (std::vector<float>{200, 1, 200, 1}));
+    Start("[Font]\nnbstages=0\n", new HatchingDemo);
+    HatchingDemo& demo = *static_cast<HatchingDemo*>(engine);
     SetPerspective(128, 96, 0.1f, 1000.0f);
     GLfloat projection[16], ortho[16];
     glGetFloatv(GL_PROJECTION_MATRIX, projection);
     float focal = 1.0f / std::tan(45.0 * M_PI / 360.0); // a 45 degree field of view
     EXPECT_NEAR(projection[5] + 10 * projection[0], focal * (1 + 10 * 96.0f / 128.0f), 1e-4);
-    Engine engine;
-    engine.Begin2D(128, 96);
+    demo.Begin2D(128, 96);
     glGetFloatv(GL_PROJECTION_MATRIX, ortho);
     EXPECT_EQ((std::vector<float>{ortho[0], ortho[5], ortho[13]}),
               (std::vector<float>{2.0f / 128, -2.0f / 96, 1}));
     EXPECT_FALSE(glIsEnabled(GL_LIGHTING) || glIsEnabled(GL_DEPTH_TEST));
     EXPECT_EQ(Integer(GL_MATRIX_MODE), GL_MODELVIEW);
-    engine.End2D();
+    demo.End2D();
     glGetFloatv(GL_PROJECTION_MATRIX, ortho);
     EXPECT_FLOAT_EQ(ortho[5], projection[5]);
-    EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && !engine.renderState.depthTestEnabled);
-    // The cache sends a change only where its mirror differs.
-    Start(); // fetches glActiveTextureARB
-    RenderStateCache cache;
-    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
-    for (GLenum cap : caps)
-        cache.Enable(cap, false), glDisable(cap);
-    for (int i = 0; i < 5; ++i)
-    {
-        cache.Enable(caps[i], true);
-        std::vector<int> on{cache.lightingEnabled, cache.blendEnabled, cache.stencilTestEnabled,
-                            cache.depthTestEnabled, cache.cullFaceEnabled},
-            expected(10, 0);
-        for (GLenum cap : caps)
-            on.push_back(glIsEnabled(cap));
-        expected[i] = expected[i + 5] = 1; // the mirror, then GL
-        EXPECT_EQ(on, expected) << std::hex << caps[i];
-        glDisable(caps[i]), cache.Enable(caps[i], true);
-        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
-        cache.Enable(caps[i], false);
-    }
-    // After GL moved behind its back: the same value sends nothing, a change does.
-    std::vector<GLint> values;
-    auto read = [&](GLenum name) { values.push_back(Integer(name)); };
-    glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start
-    cache.SetDepthFunc(GL_LEQUAL), read(GL_DEPTH_FUNC);
-    glFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
-    cache.SetFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
-    glDepthMask(GL_FALSE), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
-    cache.SetDepthMask(false), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
-    EXPECT_EQ(values, (std::vector<GLint>{GL_ALWAYS, GL_LEQUAL, GL_CW, GL_CCW, GL_FALSE, GL_TRUE}));
-    // Unit 0 starts marked on; without a known target both targets go off.
-    glEnable(GL_TEXTURE_2D), glEnable(GL_TEXTURE_3D);
-    cache.UnitTextureOff();
-    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_TEXTURE_3D) ||
-                 cache.unitTextureEnabled[0]);
-}
-
-// Debug lines reset the cache's state and draw white; Escape stops the demo
-// (no EndFrame: the render time stays); its rate in single precision.
-TEST_F(EngineGl, DebugLinesAndTheDemosEndAndRate)
-{
-    Start("[Font]\nnbstages=0\n", new HatchingDemo);
-    HatchingDemo& demo = *static_cast<HatchingDemo*>(engine);
+    EXPECT_TRUE(!glIsEnabled(GL_DEPTH_TEST) && !demo.renderState.depthTestEnabled);
     glEnable(GL_TEXTURE_2D), glEnable(GL_CULL_FACE), demo.renderState.cullFaceEnabled = 1;
     glActiveTextureARB(GL_TEXTURE1_ARB), demo.renderState.activeTextureUnit = GL_TEXTURE1_ARB;
     SetPerspective(128, 96, 0.1f, 1000.0f);
@@ -717,11 +709,44 @@ TEST_F(EngineGl, DebugLinesAndTheDemosEndAndRate)
     EXPECT_TRUE(FormatString(nullptr) == nullptr && std::string(first) == "tick-60");
     EXPECT_EQ(FormatString("%s", std::string(600, 'x').c_str()), first);
     EXPECT_EQ(std::strlen(first), 255u);
+    // The cache sends a change only where its mirror differs.
+    RenderStateCache cache;
+    const GLenum caps[] = {GL_LIGHTING, GL_BLEND, GL_STENCIL_TEST, GL_DEPTH_TEST, GL_CULL_FACE};
+    for (GLenum cap : caps)
+        cache.Enable(cap, false), glDisable(cap);
+    for (int i = 0; i < 5; ++i)
+    {
+        cache.Enable(caps[i], true);
+        std::vector<int> on{cache.lightingEnabled, cache.blendEnabled, cache.stencilTestEnabled,
+                            cache.depthTestEnabled, cache.cullFaceEnabled},
+            expected(10, 0);
+        for (GLenum cap : caps)
+            on.push_back(glIsEnabled(cap));
+        expected[i] = expected[i + 5] = 1; // the mirror, then GL
+        EXPECT_EQ(on, expected) << std::hex << caps[i];
+        glDisable(caps[i]), cache.Enable(caps[i], true);
+        EXPECT_FALSE(glIsEnabled(caps[i])) << std::hex << caps[i];
+        cache.Enable(caps[i], false);
+    }
+    // After GL moved behind its back: the same value sends nothing, a change does.
+    std::vector<GLint> values;
+    auto read = [&](GLenum name) { values.push_back(Integer(name)); };
+    glDepthFunc(GL_ALWAYS), cache.SetDepthFunc(GL_LESS), read(GL_DEPTH_FUNC); // the mirror's start
+    cache.SetDepthFunc(GL_LEQUAL), read(GL_DEPTH_FUNC);
+    glFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    cache.SetFrontFace(GL_CW), cache.SetFrontFace(GL_CCW), read(GL_FRONT_FACE);
+    glDepthMask(GL_FALSE), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    cache.SetDepthMask(false), cache.SetDepthMask(true), read(GL_DEPTH_WRITEMASK);
+    EXPECT_EQ(values, (std::vector<GLint>{GL_ALWAYS, GL_LEQUAL, GL_CW, GL_CCW, GL_FALSE, GL_TRUE}));
+    // Unit 0 starts marked on; without a known target both targets go off.
+    glEnable(GL_TEXTURE_2D), glEnable(GL_TEXTURE_3D);
+    cache.UnitTextureOff();
+    EXPECT_FALSE(glIsEnabled(GL_TEXTURE_2D) || glIsEnabled(GL_TEXTURE_3D) ||
+                 cache.unitTextureEnabled[0]);
 }
 
-// The scene's tests: the demo's 1 MiB vertex pool in main memory, a 64 by
-// 64 corner, identity matrices, black paper.
-Rgb Pixel(int x, int y) // x from the left, y from the bottom
+// One pixel of the frame, x from the left, y from the bottom.
+std::vector<int> Pixel(int x, int y)
 {
     unsigned char p[4] = {};
     glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, p);
@@ -745,8 +770,12 @@ const std::vector<float> kTriangle = {0, 0, 0, 1, 0, 0, 0, 1, 0};
 
 // A lit square drawn from the pool's render copy; the shadow of two
 // overlapping triangles above z = 0, a light at infinity above, drawn once
-// where they overlap too.
-TEST_F(EngineGl, MeshDrawsItsRenderCopyAndItsShadowOnce)
+// where they overlap too. The frustum of x in -2..2, y in -1..1, z from -1 to
+// -10 moved one unit right: a sphere touching its right face from outside is
+// skipped. Page Up climbs along y; the view, from the angles (both 0), is a
+// shift; forward goes along the view's backward axis, reversed. Missing,
+// empty and hostile model files: nothing of a refused record is kept.
+TEST_F(EngineGl, TheSceneDrawnCulledSeenAndLoaded)
 {
     StartScene();
     Mesh mesh, pair;
@@ -791,19 +820,10 @@ TEST_F(EngineGl, MeshDrawsItsRenderCopyAndItsShadowOnce)
     EXPECT_EQ(engine->stats.polygonCount, before + 2);
     EXPECT_NEAR(Pixel(16, 24)[0], 128, 2);
     EXPECT_EQ(Pixel(32, 24), Pixel(16, 24));
-    EXPECT_EQ(Pixel(32, 60), (Rgb{255, 255, 255}));
+    EXPECT_EQ(Pixel(32, 60), (std::vector<int>{255, 255, 255}));
     EXPECT_FALSE(glIsEnabled(GL_STENCIL_TEST));
     glDisable(GL_BLEND); // left on for the next to set
     engine->renderState.blendEnabled = 0;
-}
-
-// The planes of x in -2..2, y in -1..1, z from -1 to -10 moved one unit
-// right; a sphere touching the cube's right face from outside is skipped.
-// The camera: Page Up climbs along y; the view, from the angles (both 0), is
-// a shift; forward goes along the view's backward axis, reversed.
-TEST_F(EngineGl, FrustumPlanesCullingAndTheCamerasClimb)
-{
-    StartScene();
     Frustum frustum;
     glMatrixMode(GL_PROJECTION);
     glOrtho(-2, 2, -1, 1, 1, 10);
@@ -818,13 +838,14 @@ TEST_F(EngineGl, FrustumPlanesCullingAndTheCamerasClimb)
     Corner(); // identity matrices again
     frustum.Update();
     EXPECT_TRUE(frustum.TestSphere(Sphere()));
-    Mesh mesh;
-    ASSERT_TRUE(FillMesh(mesh, kSquare, kSquareFaces));
-    mesh.SetPosition(3.0f, 0.0f, 0.0f);
+    Mesh square;
+    ASSERT_TRUE(FillMesh(square, kSquare, kSquareFaces));
+    square.SetPosition(3.0f, 0.0f, 0.0f);
     float distance = frustum.planes[0][0] * 3.0f + frustum.planes[0][3];
-    int32_t before = engine->stats.polygonCount;
-    for (float radius : {mesh.boundingSphere.radius, -distance, std::nextafter(-distance, 100.0f)})
-        mesh.boundingSphere.radius = radius, mesh.DrawCulled(frustum);
+    before = engine->stats.polygonCount;
+    for (float radius :
+         {square.boundingSphere.radius, -distance, std::nextafter(-distance, 100.0f)})
+        square.boundingSphere.radius = radius, square.DrawCulled(frustum);
     EXPECT_EQ(engine->stats.polygonCount, before + 2);
     Camera camera;
     camera.LookAt(Vec4(13.6f, 7.7f, 11.8f), Vec4(0.0f, -2.0f, -5.0f));
@@ -840,12 +861,6 @@ TEST_F(EngineGl, FrustumPlanesCullingAndTheCamerasClimb)
         (std::vector<float>{2, -2, 1}));
     camera.MoveForward(1.0f);
     EXPECT_EQ(camera.GetPosition().z, -1.0f);
-}
-
-// Missing, empty and hostile files; nothing of a refused record is kept.
-TEST_F(EngineGl, ModelFilesLoadWholeMeshesAndSayWhatWentWrong)
-{
-    StartScene();
     ::Console* console = static_cast<::Console*>(engine->console);
     uint32_t mark = console->HeldLines();
     std::vector<MeshSet> sets(8);
