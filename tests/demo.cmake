@@ -1,8 +1,7 @@
 # The hatching demo: rendered headless through tessimo-shot and run in this
 # process (gl), and the real program in a window under Xvfb (window).
-tessimo_test(demo_gl_test LABEL gl TIMEOUT 600
-  SOURCES demo_gl_test.cpp demo_gl_test_deletion.cpp
-  LIBS tessimo_demo PNG::PNG X11)
+tessimo_test(demo_gl_test LABEL gl TIMEOUT 600 LIBS tessimo_demo PNG::PNG X11
+  SOURCES demo_gl_test.cpp demo_gl_test_deletion.cpp)
 add_dependencies(demo_gl_test tessimo-shot tessimo-rar tessimo-import tessimo_data)
 # The ink measures of one picture, for scripts/measure.
 add_executable(ink_measure ink_measure.cpp)
