@@ -54,14 +54,9 @@ void ExpectLines(const std::vector<std::string>& patterns)
             << "line " << i + 1 << ": " << lines[i] << "\n expected: " << patterns[i];
 }
 
-class WindowGl : public ::testing::Test
+struct WindowGl : ::testing::Test
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(temp.path.empty());
-        g_window->frameCount = 0;
-    }
+    void SetUp() override { g_window->frameCount = 0; }
     void TearDown() override
     {
         SetGlStepFailure(GlStep::None);

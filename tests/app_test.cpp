@@ -1,5 +1,5 @@
 // The application shell without GL: settings, window procedure, sound
-// start-up, math with the exact floats of the fast normalisation, reports.
+// start-up, the fast normalisation's exact floats, reports.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -19,7 +19,6 @@
 #include "platform/messages.h"
 #include "platform/sound.h"
 #include "support/files.h"
-#include "support/process.h"
 #include "support/report_capture.h"
 
 namespace
@@ -27,20 +26,15 @@ namespace
 
 using testsupport::ReadText;
 
-class App : public ::testing::Test
+struct App : ::testing::Test
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(temp.path.empty());
-        mkdir("ini", 0755);
-        ClearMessageQueue();
-    }
+    void SetUp() override { ClearMessageQueue(); }
     testsupport::TempDir temp;
 };
 
 TEST_F(App, IniTypedReadsTheSharedBufferAndDeepPaths)
 {
+    mkdir("ini", 0755);
     testsupport::WriteText("ini/tessimo2.ini",
                            "[3D engine]\nfullscreen = TRUE\nyes=yes\nwidth=1024px\n"
                            "letters=abc\nhexneg=FFFFFFFF\nf=2.5\nlong=" +
@@ -155,15 +149,12 @@ TEST_F(App, SoundStartupLogTextOfEachWayThrough)
 TEST(Math, FastNormalisationProductsRotationsAndLookAt)
 {
     // One Newton step: a little short.
-    EXPECT_EQ(FastInvSqrt(1.0f), 0.99830715f);
-    Vec4 v(3.0f, 4.0f, 0.0f, 7.0f), zero;
+    Vec4 v(3.0f, 4.0f, 0.0f, 7.0f), zero, c = Vec4(1, 2, 3, 4).Cross(Vec4(4, 5, 6, 7));
     const float r = v.Normalize();
-    EXPECT_NEAR(r, 0.19968977f, 2e-8f);
     zero.Normalize();
-    EXPECT_EQ(std::make_tuple(v.x, v.y, v.w, zero.x + zero.y + zero.z),
-              std::make_tuple(3 * r, 4 * r, 7.0f, 0.0f));
-
-    Vec4 c = Vec4(1, 2, 3, 4).Cross(Vec4(4, 5, 6, 7));
+    EXPECT_NEAR(r, 0.19968977f, 2e-8f);
+    EXPECT_EQ(std::make_tuple(FastInvSqrt(1.0f), v.x, v.y, v.w, zero.x + zero.y + zero.z),
+              std::make_tuple(0.99830715f, 3 * r, 4 * r, 7.0f, 0.0f));
     EXPECT_EQ(std::make_tuple(c.x, c.y, c.z, c.w), std::make_tuple(-3.0f, 6.0f, -3.0f, 0.0f));
 
     // ry * move moves first, then turns: the origin goes to (3, 2, -1).

@@ -1,12 +1,10 @@
-// The scene on the CPU: object positions, the vertex pool, mesh operations.
+// The scene on the CPU: the vertex pool, object positions, mesh operations.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 
 #include "resources/vertex_array_pool.h"
 #include "scene/mesh.h"
-#include "scene/scene_object.h"
 #include "support/model_file.h"
 
 namespace
@@ -21,33 +19,12 @@ void ExpectXyz(const Vec4& v, float x, float y, float z)
         << v.x << " " << v.y << " " << v.z << " " << v.w;
 }
 
-struct Thing : SceneObject
-{
-    void Draw() override {}
-};
-
-TEST(SceneObject, PositionAndTranslationOnATurnedObject)
-{
-    Thing t;
-    t.SetPosition(Vec4(1.0f, 2.0f, 3.0f, 9.0f));
-    ExpectXyz(t.GetPosition(), 1, 2, 3);
-    // Half a turn about y: moving along its own x and z goes the other way.
-    t.transform.RotationY(Pi);
-    t.SetPosition(10.0f, 0.0f, 10.0f);
-    Matrix4 turned = t.transform;
-    t.Translate(Vec4(1.0f, 1.0f, 2.0f, 100.0f));
-    ExpectXyz(t.GetPosition(), 9, 1, 8);
-    for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10})
-        EXPECT_EQ(t.transform.m[i], turned.m[i]) << i;
-}
-
 TEST(VertexArrayPool, AlignsToAPowerOfTwoAndRefusesWhatDoesNotFit)
 {
     const uint32_t rounded[][2] = {{32, 32}, {24, 32}, {33, 64},
                                    {1, 1},   {0, 1},   {0xFFFFFFFFu, 0x80000000u}};
     for (const auto& r : rounded)
         EXPECT_EQ(RoundAlignment(r[0]), r[1]) << r[0];
-
     VertexArrayPool pool;
     EXPECT_EQ(pool.Allocate(4), nullptr); // no memory before Init
     pool.Init(1000, 2, 24, 0.0f, 0.0f);   // no range extension: main memory
@@ -71,9 +48,21 @@ TEST(VertexArrayPool, AlignsToAPowerOfTwoAndRefusesWhatDoesNotFit)
     EXPECT_EQ(pool.freeBytes, 1000u);
 }
 
-TEST(MeshGeometry, BoundsCentringNormalsAndReorder)
+// Positions and moves on a turned object; bounds, centring, normals, reorder.
+TEST(MeshGeometry, PositionBoundsCentringNormalsAndReorder)
 {
     Mesh mesh(true);
+    mesh.SetPosition(Vec4(1.0f, 2.0f, 3.0f, 9.0f));
+    ExpectXyz(mesh.GetPosition(), 1, 2, 3);
+    // Half a turn about y: moving along its own x and z goes the other way.
+    mesh.transform.RotationY(Pi);
+    mesh.SetPosition(10.0f, 0.0f, 10.0f);
+    const Matrix4 turned = mesh.transform;
+    mesh.Translate(Vec4(1.0f, 1.0f, 2.0f, 100.0f));
+    ExpectXyz(mesh.GetPosition(), 9, 1, 8);
+    for (int i : {0, 1, 2, 4, 5, 6, 8, 9, 10})
+        EXPECT_EQ(mesh.transform.m[i], turned.m[i]) << i;
+    mesh.transform.SetIdentity();
     ASSERT_TRUE(FillMesh(mesh, {2, 1, -1, 4, 3, 1, 3, 1, 0}, {0, 1, 2}));
     EXPECT_EQ((std::vector<float>{mesh.sizeX, mesh.sizeY, mesh.sizeZ}),
               (std::vector<float>{2, 2, 2}));
@@ -85,7 +74,6 @@ TEST(MeshGeometry, BoundsCentringNormalsAndReorder)
     EXPECT_FLOAT_EQ(mesh.boundingSphere.radius, std::sqrt(3.0f));
     EXPECT_EQ(std::vector<float>(mesh.positions, mesh.positions + 9),
               (std::vector<float>{-1, -1, -1, 1, 1, 1, 0, -1, 0}));
-
     // Two faces folded along x = 0, its vertices there twice: those share the
     // mean normal (0, 0, -1), the outer corners keep their face's, an unused
     // vertex stays zero.
@@ -94,16 +82,11 @@ TEST(MeshGeometry, BoundsCentringNormalsAndReorder)
                          {0, 2, 1, 3, 4, 5}));
     fold.ComputeNormals();
     const float* n = fold.normals;
-    for (int k = 0; k < 3; ++k)
-    {
-        EXPECT_EQ(n[0 + k], n[9 + k]) << k;
-        EXPECT_EQ(n[3 + k], n[12 + k]) << k;
-        EXPECT_EQ(n[18 + k], 0.0f);
-    }
+    EXPECT_EQ(std::vector<float>(n, n + 6), std::vector<float>(n + 9, n + 15));
+    EXPECT_EQ(std::vector<float>(n + 18, n + 21), std::vector<float>(3, 0.0f));
     for (auto [i, value] :
          {std::pair{0, 0.0f}, {2, -1.0f}, {6, -std::sqrt(0.5f)}, {15, std::sqrt(0.5f)}})
         EXPECT_NEAR(n[i], value, 0.002f) << i;
-
     // Reordered: the same triangles, numbered by first use, the unused last.
     Mesh shuffled(true);
     ASSERT_TRUE(FillMesh(shuffled, {9, 9, 9, 1, 1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0},
