@@ -32,19 +32,18 @@ BmpOptions Options(uint32_t bits, uint32_t compression, std::array<uint32_t, 3> 
 // Every depth, compression, header and orientation gives the picture.
 TEST(DibDecode, EveryVariantGivesThePicture)
 {
+    // Colours (0: true colour; 40: a short table), options, tolerance.
     const std::tuple<uint32_t, BmpOptions, int> variants[] = {
-        // colours (0: true colour)
         {2, Options(1, 0), 0},
         {16, Options(4, 0), 0},
         {256, Options(8, 0), 0},
-        {40, Options(8, 0), 0}, // a short colour table
+        {40, Options(8, 0), 0},
         {0, Options(16, 0), 5},
         {0, Options(16, 3, {0xF800, 0x07E0, 0x001F}), 5},
         {0, Options(24, 0), 0},
         {0, Options(32, 0), 0},
         {0, Options(32, 3, {0xFF000000, 0x00FF0000, 0x0000FF00}), 0},
-        {0, Options(32, 3, {0x3FF00000, 0x000FFC00, 0x000003FF}), 0},
-    };
+        {0, Options(32, 3, {0x3FF00000, 0x000FFC00, 0x000003FF}), 0}};
     int decoded = 0;
     for (const auto& [colours, options, tolerance] : variants)
         for (auto [w, h] : {std::pair<uint32_t, uint32_t>{100, 60}, {5, 3}, {1, 1}, {17, 9}})
@@ -58,9 +57,8 @@ TEST(DibDecode, EveryVariantGivesThePicture)
                         (o.compression || o.topDown || (colours && colours != 1u << o.bitCount)))
                         continue;
                     Picture p = MakePicture(w, h, colours);
-                    SCOPED_TRACE(std::to_string(o.bitCount) + "/" + std::to_string(o.compression) +
-                                 " " + std::to_string(w) + " " + std::to_string(header) + " " +
-                                 std::to_string(flags));
+                    SCOPED_TRACE(testing::Message() << o.bitCount << "/" << o.compression << " "
+                                                    << w << " " << header << " " << flags);
                     DibImage image;
                     ASSERT_EQ(Decode(WriteBmp(p, o), &image), DibResult::Ok);
                     ASSERT_EQ(std::make_pair(image.width, image.height), std::make_pair(w, h));
@@ -277,14 +275,12 @@ TEST(ShaderFile, DefaultsScanRulesAndLimits)
     EXPECT_EQ((Enums{sa[0], sa[5], sa[11], sa[12], sb[11], sb[12]}),
               (Enums{GL_SPHERE_MAP, GL_ADD, 1, 0, 0, 0}));
 
-    const char* counts[] = {"-1", "32", "33", "100000", "lots"};
-    for (int i = 0; i < 5; ++i)
+    for (auto [count, stages] :
+         {std::pair{"-1", 0}, {"32", 32}, {"33", 32}, {"100000", 32}, {"lots", 1}})
     {
         engine.textureRequests.clear();
-        int expected = i == 0 ? 0 : i == 4 ? 1 : 32;
-        EXPECT_EQ(load(std::string("[S]\nnbstages=") + counts[i] + "\n", "S")->stageCount,
-                  expected);
-        EXPECT_EQ(engine.textureRequests.size(), size_t(expected)) << counts[i];
+        EXPECT_EQ(load(std::string("[S]\nnbstages=") + count + "\n", "S")->stageCount, stages);
+        EXPECT_EQ(engine.textureRequests.size(), size_t(stages)) << count;
     }
     Shader n(std::string(300, 'n').c_str());
     EXPECT_EQ(strlen(n.name), 255u);
@@ -297,7 +293,7 @@ TEST(ShaderFile, DefaultsScanRulesAndLimits)
 TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
 {
     char out[256];
-    const std::string text = "!!ARBvp1.0\r\nBAD line;\nEND";
+    const std::string text = "!!ARBvp1.0\r\nBAD line;\nEND", y = "X" + std::string(1 << 20, 'y');
     const std::pair<int32_t, const char*> cases[] = {
         {0, "!!ARBvp1.0\r"}, {12, "BAD line;"}, {11, ""}, {22, "END"}, {25, ""}, {26, ""},
         {1000, ""},          {-2, ""}};
@@ -306,17 +302,15 @@ TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
         CopyErrorLine(text.data(), uint32_t(text.size()), position, out);
         EXPECT_STREQ(out, line) << position;
     }
-    std::string longLine = "X" + std::string(1 << 20, 'y');
-    CopyErrorLine(longLine.data(), uint32_t(longLine.size()), 0, out);
-    EXPECT_EQ(std::string(out), "X" + std::string(254, 'y'));
+    CopyErrorLine(y.data(), uint32_t(y.size()), 0, out);
+    EXPECT_EQ(std::string(out), y.substr(0, 255));
 }
 
 // Glyph code 32 + i inks cell i only, right way up; the default pattern.
 TEST(FontTool, EveryPrintableGlyphHasInkInsideItsOwnCell)
 {
-    std::string generated = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/";
-    std::string font = ReadText(generated + "Font.tga"),
-                pattern = ReadText(generated + "Default.tga");
+    const std::string dir = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/",
+                      font = ReadText(dir + "Font.tga"), pattern = ReadText(dir + "Default.tga");
     ASSERT_EQ(font.size(), 18u + 256 * 256 * 4);
     EXPECT_EQ(font.substr(0, 17), std::string("\0\0\2\0\0\0\0\0\0\0\0\0\0\1\0\1\x20", 17));
     for (size_t i = 18; i < font.size(); i += 4)
