@@ -1,9 +1,12 @@
-// The application shell and the platform layer under it, without GL: the
-// message queue, key codes, profile reads and paths, clocks, boxes, sound,
-// settings, the window procedure, the fast normalisation's floats, reports.
+// The application shell, the platform layer under it and the console,
+// without GL: the message queue, key codes, profile reads and paths, clocks,
+// boxes, sound, settings, the window procedure, the fast normalisation's
+// floats, reports; the console's keys, Execute and ring of lines, the
+// corners the window suite's typing can't reach cheaply.
 #include <gtest/gtest.h>
 
 #include <SDL.h>
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <cstring>
@@ -20,6 +23,7 @@
 #include "app/report.h"
 #include "app/sound_startup.h"
 #include "app/window.h"
+#include "console/console.h"
 #include "platform/counter.h"
 #include "platform/keys.h"
 #include "platform/message_box.h"
@@ -28,6 +32,7 @@
 #include "platform/profile.h"
 #include "platform/sound.h"
 #include "platform/system_time.h"
+#include "support/console_stand_in.h"
 #include "support/files.h"
 #include "support/report_capture.h"
 
@@ -109,11 +114,18 @@ TEST(Keys, PositionalKeysLettersByLayoutAndReturn)
         EXPECT_EQ(VirtualKeyFromSdl(scancode, sym), key) << SDL_GetScancodeName(scancode);
 }
 
-// Profile reads through a name written with '\' and the folder's other
-// case; hostile files are the fuzz target's.
-TEST(Profile, CaselessNamesValuesDefaultsCutAndPaths)
+using testsupport::ReadText;
+
+struct App : ::testing::Test
 {
+    void SetUp() override { ClearMessageQueue(); }
     testsupport::TempDir temp;
+};
+
+// Profile reads through a name written with '\' and the folder's other
+// case (hostile files are the fuzz target's); IniFile's typed reads.
+TEST_F(App, ProfileAndTypedReadsCaselessNamesDefaultsCutAndPaths)
+{
     mkdir("Ini", 0755);
     const char* file = "ini\\test.ini";
     auto read = [&](const char* section, const char* key, const char* def, uint32_t size = 128)
@@ -123,12 +135,13 @@ TEST(Profile, CaselessNamesValuesDefaultsCutAndPaths)
         EXPECT_EQ(n, strlen(out));
         return std::string(out);
     };
-    testsupport::WriteText("Ini/test.ini", "; comment\r\ngarbage line without equals\n"
-                                           "orphan=before any section\n[ 3D Engine ]\r\n"
-                                           "  Window_Width =  1024  \r\ntitle = \"quoted text\"\n"
-                                           "quotes=\"\"\nempty=\n[unterminated\nlong=" +
-                                               std::string(300, 'v') +
-                                               "\n[Sound]\nwindow_width=7\nlast=no newline");
+    testsupport::WriteText("Ini/test.ini",
+                           "; comment\r\ngarbage line without equals\norphan=before any section\n"
+                           "[ 3D Engine ]\r\n  Window_Width =  1024  \r\ntitle = \"quoted text\"\n"
+                           "quotes=\"\"\nempty=\nfullscreen = TRUE\nyes=yes\nwidth=1024px\n"
+                           "letters=abc\nhexneg=FFFFFFFF\nf=2.5\n[unterminated\nlong=" +
+                               std::string(300, 'v') +
+                               "\n[Other]\nname=second\n[Sound]\nwindow_width=7\nlast=no newline");
     // A malformed header line is skipped: its keys stay in the section
     // above. Values and defaults are cut to the buffer, terminator included.
     const std::tuple<const char*, const char*, const char*, uint32_t, std::string> reads[] = {
@@ -148,6 +161,36 @@ TEST(Profile, CaselessNamesValuesDefaultsCutAndPaths)
         {"3D engine", "missing", "default text", 8, "default"}};
     for (const auto& [section, key, def, size, value] : reads)
         EXPECT_EQ(read(section, key, def, size), value) << section << "/" << key;
+    IniFile ini;
+    ini.SetFile((temp.path + "\\ini\\test.ini").c_str());
+    ini.SetSection("3D engine");
+    // The default text "true" compares as true; the result is cut to 127.
+    EXPECT_EQ(std::make_tuple(ini.GetBool("fullscreen", false), ini.GetBool("yes", true),
+                              ini.GetBool("missing", true), ini.GetInt("width", 800),
+                              ini.GetInt("letters", 800), ini.GetHex("hexneg", 0),
+                              ini.GetHex("missing", -1), ini.GetHex("letters", -1),
+                              ini.GetFloat("f", 1.0f), ini.GetFloat("missing", 0.1f),
+                              strlen(ini.GetString("long", ""))),
+              std::make_tuple(true, false, true, 1024, 800, -1, -1, 0xABC, 2.5f, 0.1f, 127ul));
+    // One buffer for every read and every IniFile; a new IniFile empties it.
+    const char* first = ini.GetString("letters", "");
+    IniFile other;
+    other.SetFile(ini.fileName);
+    other.SetSection("other");
+    EXPECT_EQ(other.GetString("name", ""), first);
+    EXPECT_STREQ(first, "second");
+    IniFile fresh;
+    EXPECT_STREQ(first, "");
+    // A path too deep to open is refused and logged, not cut; one below, kept.
+    std::string deep = temp.path + "/" + std::string(kMaxPath, 'd');
+    ini.SetFile(deep.c_str());
+    EXPECT_STREQ(ini.fileName, "");
+    EXPECT_EQ(ini.GetInt("width", 800), 800);
+    EXPECT_NE(ReadText(TESSIMO_LOG_FILE).find("## path too long: <" + deep + "> ##\n"),
+              std::string::npos);
+    deep.resize(kMaxPath - 1);
+    ini.SetFile(deep.c_str());
+    EXPECT_EQ(ini.fileName, deep);
     char out[32] = "x";
     EXPECT_EQ(GetPrivateProfileString("s", "k", "d", out, 0, file), 0u);
     EXPECT_STREQ(out, "x");
@@ -193,55 +236,6 @@ TEST(Platform, ClocksInUtcAndHeadlessBoxes)
     EXPECT_TRUE(err.find("Use Windowed Mode Instead?") < err.find("Window Creation Error.") &&
                 err.find("Window Creation Error.") != std::string::npos)
         << err;
-}
-
-using testsupport::ReadText;
-
-struct App : ::testing::Test
-{
-    void SetUp() override { ClearMessageQueue(); }
-    testsupport::TempDir temp;
-};
-
-TEST_F(App, IniTypedReadsTheSharedBufferAndDeepPaths)
-{
-    mkdir("ini", 0755);
-    testsupport::WriteText("ini/tessimo2.ini",
-                           "[3D engine]\nfullscreen = TRUE\nyes=yes\nwidth=1024px\n"
-                           "letters=abc\nhexneg=FFFFFFFF\nf=2.5\nlong=" +
-                               std::string(200, 'x') + "\n[Other]\nname=second\n");
-    IniFile ini;
-    ini.SetFile((temp.path + "\\ini\\tessimo2.ini").c_str());
-    ini.SetSection("3D engine");
-    // The default text "true" compares as true; the result is cut to 127.
-    EXPECT_EQ(std::make_tuple(ini.GetBool("fullscreen", false), ini.GetBool("yes", true),
-                              ini.GetBool("missing", true), ini.GetInt("width", 800),
-                              ini.GetInt("letters", 800), ini.GetHex("hexneg", 0),
-                              ini.GetHex("missing", -1), ini.GetHex("letters", -1),
-                              ini.GetFloat("f", 1.0f), ini.GetFloat("missing", 0.1f),
-                              strlen(ini.GetString("long", ""))),
-              std::make_tuple(true, false, true, 1024, 800, -1, -1, 0xABC, 2.5f, 0.1f, 127ul));
-
-    // One buffer for every read and every IniFile; a new IniFile empties it.
-    const char* first = ini.GetString("letters", "");
-    IniFile other;
-    other.SetFile(ini.fileName);
-    other.SetSection("other");
-    EXPECT_EQ(other.GetString("name", ""), first);
-    EXPECT_STREQ(first, "second");
-    IniFile fresh;
-    EXPECT_STREQ(first, "");
-
-    // A path too deep to open is refused and logged, not cut; one below, kept.
-    std::string deep = temp.path + "/" + std::string(kMaxPath, 'd');
-    ini.SetFile(deep.c_str());
-    EXPECT_STREQ(ini.fileName, "");
-    EXPECT_EQ(ini.GetInt("width", 800), 800);
-    EXPECT_NE(ReadText(TESSIMO_LOG_FILE).find("## path too long: <" + deep + "> ##\n"),
-              std::string::npos);
-    deep.resize(kMaxPath - 1);
-    ini.SetFile(deep.c_str());
-    EXPECT_EQ(ini.fileName, deep);
 }
 
 TEST_F(App, WindowProcKeysActivationCloseAndSystemCommands)
@@ -329,7 +323,7 @@ TEST_F(App, SoundStandInAndTheStartupsLogText)
     FSOUND_TestSetVersion(0.0f);
 }
 
-TEST(Math, FastNormalisationProductsRotationsAndLookAt)
+TEST(Math, FastNormalisationProductsAndRotations)
 {
     // One Newton step: a little short.
     Vec4 v(3.0f, 4.0f, 0.0f, 7.0f), zero, c = Vec4(1, 2, 3, 4).Cross(Vec4(4, 5, 6, 7));
@@ -341,7 +335,7 @@ TEST(Math, FastNormalisationProductsRotationsAndLookAt)
     EXPECT_EQ(std::make_tuple(c.x, c.y, c.z, c.w), std::make_tuple(-3.0f, 6.0f, -3.0f, 0.0f));
 
     // ry * move moves first, then turns: the origin goes to (3, 2, -1).
-    Matrix4 ry, move, rx, derived, given, above;
+    Matrix4 ry, move, rx;
     ry.RotationY(HalfPi);
     move.m[3] = 1.0f, move.m[7] = 2.0f, move.m[11] = 3.0f;
     Matrix4 p = ry * move;
@@ -349,17 +343,6 @@ TEST(Math, FastNormalisationProductsRotationsAndLookAt)
         EXPECT_NEAR(p.m[i], want, 1e-6f) << i;
     rx.RotationX(0.5f);
     EXPECT_EQ(std::make_tuple(rx.m[6], rx.m[9]), std::make_tuple(-std::sin(0.5f), std::sin(0.5f)));
-
-    // The derived up matches the world up; from above, where dir.y is
-    // exactly 1 after the fast normalisation, up is horizontal.
-    derived.LookAt(Vec4(3, 2, -7), Vec4(-1, 0.5f, 2));
-    given.LookAt(Vec4(3, 2, -7), Vec4(-1, 0.5f, 2), VecUnitY);
-    for (int i = 0; i < 16; ++i)
-        EXPECT_NEAR(derived.m[i], given.m[i], 0.01f * (1.0f + std::fabs(given.m[i]))) << i;
-    above.LookAt(Vec4(0, 138.75f, 0), Vec4(0, 0, 0));
-    EXPECT_NEAR(above.m[0], 1.0f, 0.01f);
-    EXPECT_NEAR(above.m[6], -1.0f, 0.01f);
-    EXPECT_EQ(above.m[9], 1.0f);
 }
 
 // One problem text framed for each destination; the console hears only
@@ -389,6 +372,127 @@ TEST_F(App, ReportEachDestinationFramesTheProblem)
               (std::vector<std::string>{"> unheard", "> can't read 'x'", "> 2 left", "gone"}));
     ASSERT_EQ(capture.boxes.size(), 1u);
     EXPECT_EQ(capture.boxes[0].text + "|" + capture.boxes[0].caption, "## no memory ##|Fatal");
+}
+
+class ConsoleKeys : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        testsupport::StandInCommands(console);
+        Frame({VK_OEM_7}); // open
+    }
+
+    // One frame with these keys down (and whatever is still held).
+    void Frame(std::initializer_list<uint32_t> down)
+    {
+        for (uint32_t key : down)
+            input.keys[key] = 1;
+        console.Update(&input);
+    }
+    std::string Last(uint32_t back = 0) { return console.Line(console.HeldLines() - 1 - back); }
+
+    Console console{nullptr, 800, 600, 1024, 256, 12};
+    Input input;
+};
+
+TEST_F(ConsoleKeys, FrenchMapWithShiftAndAltGrInStepOrder)
+{
+    // Several keys in one frame enter in the order of the steps: letters,
+    // digit row, blank, slash, point, then the AltGr brackets.
+    Frame({VK_DECIMAL, '8', 'Z', VK_SPACE, VK_DIVIDE, 'A'});
+    EXPECT_STREQ(console.input, "az_ /.");
+    input.keys[VK_SHIFT] = 1;
+    Frame({'Q', '5', VK_OEM_4, VK_OEM_PLUS});
+    // Without Control the two bracket keys are neither read nor consumed.
+    EXPECT_EQ(std::make_tuple(input.keys[VK_OEM_4], input.keys[VK_OEM_PLUS]),
+              std::make_tuple(1, 1));
+    // AltGr comes as Control (with Shift still down, Control wins).
+    input.keys[VK_CONTROL] = 1;
+    Frame({'0', '2', '8'});
+    EXPECT_STREQ(console.input, "az_ /.Q5@~\\]}");
+    EXPECT_EQ(std::make_tuple(input.keys[VK_SHIFT], input.keys[VK_CONTROL], input.keys[VK_OEM_4]),
+              std::make_tuple(1, 1, 0));
+    input.keys[VK_SHIFT] = input.keys[VK_CONTROL] = 0;
+    for (uint32_t key : {'1', '2', '7', '9', '0'})
+        Frame({key});
+    EXPECT_EQ(std::string(console.input).substr(13), "&\xE9\xE8\xE7\xE0");
+    // Keys the console doesn't name are left alone; closed, it takes none.
+    Frame({VK_ESCAPE, VK_F1});
+    Frame({VK_OEM_7});
+    Frame({'B', VK_RETURN, VK_TAB, VK_BACK});
+    EXPECT_EQ(std::make_tuple(input.keys[VK_ESCAPE], input.keys[VK_F1], input.keys[int('B')],
+                              input.keys[VK_RETURN], input.keys[VK_TAB], input.keys[VK_BACK],
+                              input.keys[VK_OEM_7]),
+              std::make_tuple(1, 1, 1, 1, 1, 1, 0));
+    EXPECT_EQ(std::string(console.input).size(), 18u);
+}
+
+// Recall and Backspace on nothing, completing nothing and a variable, a full line.
+TEST_F(ConsoleKeys, EditingCorners)
+{
+    const std::pair<std::vector<uint32_t>, const char*> steps[] = {
+        {{VK_F3, VK_BACK}, ""},
+        {{VK_TAB}, "quit"},
+        {{VK_BACK, VK_BACK, VK_BACK, VK_BACK, 'C', '8', VK_TAB}, "c_aperture"},
+        {{'Z', VK_TAB}, "c_aperturez"}};
+    for (const auto& [keys, after] : steps)
+    {
+        for (uint32_t key : keys)
+            Frame({key});
+        EXPECT_STREQ(console.input, after);
+    }
+    for (int i = 0; i < 300; ++i)
+        Frame({static_cast<uint32_t>('A' + i % 26)});
+    EXPECT_EQ(std::make_tuple(console.cursor, strlen(console.input)), std::make_tuple(255u, 255ul));
+    Frame({VK_RETURN});
+    EXPECT_EQ(std::make_tuple(Last(1).size(), Last(), console.cursor),
+              std::make_tuple(255ul, std::string("> command or variable unknown."), 0u));
+}
+
+TEST_F(ConsoleKeys, ExecuteWordsAndVariables)
+{
+    int32_t fixed = 77;
+    float scale = 1.5f;
+    const std::string longest = "t_" + std::string(29, 'n'); // the longest name there is
+    console.AddVariable("t_scale", VariableFloat, &scale, false);
+    console.AddVariable(longest.c_str(), VariableInt, &fixed, true);
+    console.Execute("c_aperture -3");
+    EXPECT_EQ(Last() + " " + std::to_string(console.ShownLines()), "> c_aperture is equal to -3 0");
+    // A line, and the last line it leaves; a word too long is unknown.
+    const std::pair<std::string, std::string> runs[] = {
+        {"r_polygonemodexxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx line", "> command or variable unknown."},
+        {"r_polygonemode   two  words ", "> string <  two  words > <  two  words >"},
+        {"r_fov abc", "> float 0.000000"},
+        {"\tr_fov\t1e3", "> float 1000.000000"},
+        {"c_aperture 99999999999", "> c_aperture is equal to 2147483647"},
+        {"c_aperture seven", "> c_aperture is equal to 2147483647"}, // no number: it stays
+        {longest, "> " + longest + " is equal to 77"},
+        {longest + " 5", "> " + longest + " is equal to 77"}, // read only
+        {"t_scale 0.25", "> t_scale is equal to 0.250000"}};
+    for (const auto& [line, last] : runs)
+        EXPECT_EQ((console.Execute(line.c_str()), Last()), last) << line;
+    EXPECT_EQ(std::make_tuple(fixed, console.ShownLines()), std::make_tuple(77, 1024u));
+}
+
+TEST(ConsoleRing, KeepsTheNewest1024LinesAndCutsLongOnes)
+{
+    testsupport::TempDir dir;
+    ASSERT_FALSE(dir.path.empty());
+    Console console(nullptr, 800, 600, 1000, 200, 12); // rounded up to 1024 and 256
+    for (int i = 0; i < 1030; ++i)
+        console.Printf("line %d", i);
+    EXPECT_STREQ(console.Line(0), "line 6");
+    console.Printf("%0400d", 1);
+    EXPECT_EQ(strlen(console.Line(1023)), 255u);
+    console.Printf(nullptr); // nothing
+    console.Execute("savelog");
+    std::string saved = testsupport::ReadText(dir.path + "/console.log");
+    EXPECT_EQ(saved.rfind("line 7\n", 0), 0u);
+    EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 1024);
+    EXPECT_EQ(console.logCount, 1032u);            // savelog's line is the last
+    console.SaveLog("no/such/folder/console.log"); // writes nothing, and goes on
+    console.SaveLog(nullptr);
 }
 
 } // namespace

@@ -1,9 +1,5 @@
-# The scene: the object, the vertex pool and the mesh operations on the CPU
-# (unit); the scene drawn on a real GL context, model files, and
-# tessimo-import's output read back where the tool is built (gl).
-tessimo_test(scene_test LABEL unit
-  SOURCES scene_test.cpp
-  LIBS tessimo_scene)
+# The scene drawn on a real GL context, model files, and tessimo-import's
+# output read back where the tool is built (gl); its CPU side: resources_test.
 tessimo_test(scene_gl_test LABEL gl
   SOURCES scene_gl_test.cpp
   LIBS tessimo_engine)
