@@ -374,15 +374,13 @@ TEST_F(App, ReportEachDestinationFramesTheProblem)
     EXPECT_EQ(capture.boxes[0].text + "|" + capture.boxes[0].caption, "## no memory ##|Fatal");
 }
 
-class ConsoleKeys : public ::testing::Test
+struct ConsoleKeys : ::testing::Test
 {
-protected:
     void SetUp() override
     {
         testsupport::StandInCommands(console);
         Frame({VK_OEM_7}); // open
     }
-
     // One frame with these keys down (and whatever is still held).
     void Frame(std::initializer_list<uint32_t> down)
     {
@@ -401,7 +399,6 @@ TEST_F(ConsoleKeys, FrenchMapWithShiftAndAltGrInStepOrder)
     // Several keys in one frame enter in the order of the steps: letters,
     // digit row, blank, slash, point, then the AltGr brackets.
     Frame({VK_DECIMAL, '8', 'Z', VK_SPACE, VK_DIVIDE, 'A'});
-    EXPECT_STREQ(console.input, "az_ /.");
     input.keys[VK_SHIFT] = 1;
     Frame({'Q', '5', VK_OEM_4, VK_OEM_PLUS});
     // Without Control the two bracket keys are neither read nor consumed.
@@ -410,22 +407,20 @@ TEST_F(ConsoleKeys, FrenchMapWithShiftAndAltGrInStepOrder)
     // AltGr comes as Control (with Shift still down, Control wins).
     input.keys[VK_CONTROL] = 1;
     Frame({'0', '2', '8'});
-    EXPECT_STREQ(console.input, "az_ /.Q5@~\\]}");
     EXPECT_EQ(std::make_tuple(input.keys[VK_SHIFT], input.keys[VK_CONTROL], input.keys[VK_OEM_4]),
               std::make_tuple(1, 1, 0));
     input.keys[VK_SHIFT] = input.keys[VK_CONTROL] = 0;
     for (uint32_t key : {'1', '2', '7', '9', '0'})
         Frame({key});
-    EXPECT_EQ(std::string(console.input).substr(13), "&\xE9\xE8\xE7\xE0");
     // Keys the console doesn't name are left alone; closed, it takes none.
     Frame({VK_ESCAPE, VK_F1});
     Frame({VK_OEM_7});
     Frame({'B', VK_RETURN, VK_TAB, VK_BACK});
-    EXPECT_EQ(std::make_tuple(input.keys[VK_ESCAPE], input.keys[VK_F1], input.keys[int('B')],
-                              input.keys[VK_RETURN], input.keys[VK_TAB], input.keys[VK_BACK],
-                              input.keys[VK_OEM_7]),
-              std::make_tuple(1, 1, 1, 1, 1, 1, 0));
-    EXPECT_EQ(std::string(console.input).size(), 18u);
+    int held = 0;
+    for (uint32_t key : {VK_ESCAPE, VK_F1, uint32_t('B'), VK_RETURN, VK_TAB, VK_BACK})
+        held += input.keys[key];
+    EXPECT_EQ(std::make_tuple(held, input.keys[VK_OEM_7]), std::make_tuple(6, 0));
+    EXPECT_STREQ(console.input, "az_ /.Q5@~\\]}&\xE9\xE8\xE7\xE0");
 }
 
 // Recall and Backspace on nothing, completing nothing and a variable, a full line.
@@ -475,10 +470,8 @@ TEST_F(ConsoleKeys, ExecuteWordsAndVariables)
     EXPECT_EQ(std::make_tuple(fixed, console.ShownLines()), std::make_tuple(77, 1024u));
 }
 
-TEST(ConsoleRing, KeepsTheNewest1024LinesAndCutsLongOnes)
+TEST_F(App, ConsoleRingKeepsTheNewest1024LinesAndCutsLongOnes)
 {
-    testsupport::TempDir dir;
-    ASSERT_FALSE(dir.path.empty());
     Console console(nullptr, 800, 600, 1000, 200, 12); // rounded up to 1024 and 256
     for (int i = 0; i < 1030; ++i)
         console.Printf("line %d", i);
@@ -487,7 +480,7 @@ TEST(ConsoleRing, KeepsTheNewest1024LinesAndCutsLongOnes)
     EXPECT_EQ(strlen(console.Line(1023)), 255u);
     console.Printf(nullptr); // nothing
     console.Execute("savelog");
-    std::string saved = testsupport::ReadText(dir.path + "/console.log");
+    std::string saved = ReadText(temp.path + "/console.log");
     EXPECT_EQ(saved.rfind("line 7\n", 0), 0u);
     EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 1024);
     EXPECT_EQ(console.logCount, 1032u);            // savelog's line is the last
