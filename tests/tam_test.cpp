@@ -36,9 +36,10 @@ struct WhiteLayer : HatchLayer
     }
 };
 
-// Pixels and lines (Bresenham) wrap within their level; grey is weighted in
-// single precision (white turns 254); stroke ends are truncated and clamped
-// at zero, never wrapped; strokes and brush wrap.
+// Pixels, lines (Bresenham) and strokes wrap within their level; grey is
+// weighted in single precision (white turns 254); stroke ends are truncated
+// and clamped at zero, never wrapped. The brush and tone measure are the
+// digest's.
 TEST(TonalArtMap, DrawingWrapsStrokesEndAndTheDemosVolumeHasItsDigest)
 {
     WhiteLayer t(16);
@@ -57,15 +58,10 @@ TEST(TonalArtMap, DrawingWrapsStrokesEndAndTheDemosVolumeHasItsDigest)
                                      StrokeEndCoordinate(3, -3.0), StrokeEndCoordinate(3, -3.5),
                                      StrokeEndCoordinate(0, -0.2)}),
               (std::vector<uint32_t>{7, 12, 0, 0, 0}));
-    WhiteLayer layer(32), brush(16);
+    WhiteLayer layer(32);
     layer.DrawStroke(28, 31, 36, 31, 0, 0, 0, 255, 0);
     EXPECT_EQ(layer.Ink(),
               "0,0 1,0 2,0 3,0 31,0 1,30 2,30 0,31 1,31 2,31 3,31 28,31 29,31 30,31 31,31");
-    brush.PlotBrush(15, 15, 0, 0, 0, 255, 0, 2, false);
-    brush.PlotBrush(0, 8, 0, 0, 0, 255, 0, 3, false);
-    brush.PlotBrush(5, 5, 0, 0, 0, 255, 0, 3, true);
-    EXPECT_EQ(brush.Ink(), "0,0 5,4 5,5 5,6 0,8 1,8 15,8 15,15");
-    EXPECT_FLOAT_EQ(brush.MeasureTone(0), 8.0f / 256);
     // The demo's volume has the digest that a generator written apart from
     // this code (bench/tam_peer.c) gives too: it sees faults both forms share.
     ArtMapStack stack;
@@ -78,7 +74,8 @@ TEST(TonalArtMap, DrawingWrapsStrokesEndAndTheDemosVolumeHasItsDigest)
     EXPECT_EQ(stack.strokes, 673u);
 }
 
-using Tones = std::vector<std::vector<std::vector<uint8_t>>>; // [tone][level]
+using Bytes = std::vector<uint8_t>;
+using Tones = std::vector<std::vector<Bytes>>; // [tone][level]
 void KeepTone(uint32_t tone, const PixelCanvas& layer, void* user)
 {
     auto& tones = *static_cast<Tones*>(user);
@@ -86,12 +83,15 @@ void KeepTone(uint32_t tone, const PixelCanvas& layer, void* user)
         tones[tone].emplace_back(layer.levels[m], layer.levels[m] + layer.LevelBytes(m));
 }
 
-// Both forms agree; level m takes every 2^m-th tone and the
-// lightest last. Blank layers are white paper and leave the generator alone.
-TEST(TonalArtMap, BothFormsGiveTheSameSlicesOfTheTones)
+// Both forms agree; level m takes every 2^m-th tone and the lightest last.
+// tessimo-tam's digests of both forms and its pictures (every tone, each
+// level of one tone, the contact sheet from the lightest tone to the darkest,
+// 16 tiles a row) are those of the library's bytes. Blank layers are white
+// paper and leave the generator alone.
+TEST(TonalArtMap, BothFormsTheirSlicesAndTessimoTamsOutput)
 {
     for (auto [size, layers, candidates] :
-         {std::tuple<uint32_t, uint32_t, uint32_t>{64, 16, 5}, {32, 8, 1}, {16, 5, 3}})
+         {std::tuple<uint32_t, uint32_t, uint32_t>{64, 16, 5}, {32, 8, 1}, {16, 5, 3}, {32, 20, 5}})
     {
         Tones tones(layers);
         ArtMapVolume quick, reference;
@@ -112,6 +112,54 @@ TEST(TonalArtMap, BothFormsGiveTheSameSlicesOfTheTones)
                           tones[j + 1 == quick.slices[m] ? layers - 1 : j << m][m])
                     << "level " << m << " slice " << j;
         }
+        if (layers != 20)
+            continue;
+        Sha256 all;
+        std::string expected;
+        char line[160];
+        for (uint32_t m = 0; m < quick.levelCount; ++m)
+        {
+            Sha256 level;
+            level.Update(quick.blocks[m].data(), quick.blocks[m].size());
+            all.Update(quick.blocks[m].data(), quick.blocks[m].size());
+            snprintf(line, sizeof line, "level %u side %u slices %u sha256 %s\n", m, size >> m,
+                     quick.slices[m], level.HexDigest().c_str());
+            expected += line;
+        }
+        expected += "volume sha256 " + all.HexDigest() + "\nstrokes " +
+                    std::to_string(quick.strokes) + "\n";
+        testsupport::TempDir temp;
+        auto tam = [](std::vector<std::string> words)
+        {
+            words.insert(words.begin(),
+                         {testsupport::Env("TESSIMO_BINARY_DIR") + "/tools/tessimo-tam/tessimo-tam",
+                          "--size", "32", "--layers", "20"});
+            return testsupport::RunTool(words);
+        };
+        EXPECT_EQ(tam({"--digest"}).out, expected);
+        EXPECT_EQ(tam({"--digest", "--reference"}).out, expected);
+        ASSERT_EQ(tam({"--tone", "7", "--png", temp.path}).status, 0);
+        testsupport::Picture picture;
+        auto read = [&](const char* name)
+        { return testsupport::ReadPng(temp.path + name, &picture) ? picture.rgb : Bytes(); };
+        for (uint32_t t = 0; t < layers + tones[7].size(); ++t)
+        {
+            uint32_t m = t < layers ? 0 : t - layers, tone = t < layers ? t : 7;
+            snprintf(line, sizeof line, t < layers ? "/tone_%03u.png" : "/tone_%03u_level_%u.png",
+                     tone, m);
+            EXPECT_EQ(read(line), tones[tone][m]) << line;
+        }
+        const Bytes paper(size * 3, 255);
+        read("/contact_sheet.png");
+        ASSERT_EQ(std::make_pair(picture.width, picture.height), std::make_pair(16 * 32, 2 * 32));
+        for (uint32_t k : {0u, 15u, 16u, 19u, 20u}) // paper behind the last tone
+            for (uint32_t y = 0; y < size; ++y)
+            {
+                const uint8_t* row = picture.At(k % 16 * size, k / 16 * size + y);
+                const uint8_t* want =
+                    k < layers ? &tones[layers - 1 - k][0][y * size * 3] : &paper[0];
+                ASSERT_TRUE(std::equal(row, row + size * 3, want)) << k << " " << y;
+            }
     }
     ArtMapVolume blank;
     GenerateArtMapVolume(32, 8, 5, 1, ArtMapForm::Quick, &blank);
@@ -126,65 +174,6 @@ TEST(TonalArtMap, BothFormsGiveTheSameSlicesOfTheTones)
     b.Generate(0.2f, 0.5f, 2);
     second.Generate(0.2f, 0.5f, 2);
     EXPECT_EQ(first.Ink(), second.Ink());
-}
-
-testsupport::ToolRun Tam(std::vector<std::string> words)
-{
-    words.insert(words.begin(),
-                 std::string(getenv("TESSIMO_BINARY_DIR")) + "/tools/tessimo-tam/tessimo-tam");
-    return testsupport::RunTool(words);
-}
-
-// The digests of both forms, and the pictures (every tone, each level of one
-// tone, the contact sheet from the lightest tone to the darkest, 16 tiles a
-// row), are those of the library's bytes.
-TEST(TamTool, DigestsAndPicturesAreThoseOfTheLibrarysBytes)
-{
-    constexpr uint32_t kSize = 32, kLayers = 20, kTone = 7;
-    Tones tones(kLayers);
-    ArtMapVolume v;
-    GenerateArtMapVolume(kSize, kLayers, 5, 0, ArtMapForm::Quick, &v, KeepTone, &tones);
-    Sha256 all;
-    std::string expected;
-    char line[160];
-    for (uint32_t m = 0; m < v.levelCount; ++m)
-    {
-        Sha256 level;
-        level.Update(v.blocks[m].data(), v.blocks[m].size());
-        all.Update(v.blocks[m].data(), v.blocks[m].size());
-        snprintf(line, sizeof line, "level %u side %u slices %u sha256 %s\n", m, kSize >> m,
-                 v.slices[m], level.HexDigest().c_str());
-        expected += line;
-    }
-    expected +=
-        "volume sha256 " + all.HexDigest() + "\nstrokes " + std::to_string(v.strokes) + "\n";
-    EXPECT_EQ(Tam({"--size", "32", "--layers", "20", "--digest"}).out, expected);
-    EXPECT_EQ(Tam({"--size", "32", "--layers", "20", "--digest", "--reference"}).out, expected);
-    testsupport::TempDir temp;
-    ASSERT_EQ(Tam({"--size", "32", "--layers", "20", "--tone", "7", "--png", temp.path}).status, 0);
-    testsupport::Picture picture;
-    auto read = [&](const char* name) {
-        return testsupport::ReadPng(temp.path + name, &picture) ? picture.rgb
-                                                                : std::vector<uint8_t>();
-    };
-    for (uint32_t t = 0; t < kLayers + tones[kTone].size(); ++t)
-    {
-        uint32_t m = t < kLayers ? 0 : t - kLayers, tone = t < kLayers ? t : kTone;
-        snprintf(line, sizeof line, t < kLayers ? "/tone_%03u.png" : "/tone_%03u_level_%u.png",
-                 tone, m);
-        EXPECT_EQ(read(line), tones[tone][m]) << line;
-    }
-    const std::vector<uint8_t> paper(kSize * 3, 255);
-    read("/contact_sheet.png");
-    ASSERT_EQ(std::make_pair(picture.width, picture.height), std::make_pair(16 * 32, 2 * 32));
-    for (uint32_t k : {0u, 15u, 16u, 19u, 20u}) // paper behind the last tone
-        for (uint32_t y = 0; y < kSize; ++y)
-        {
-            const uint8_t* row = picture.At(k % 16 * kSize, k / 16 * kSize + y);
-            const uint8_t* want =
-                k < kLayers ? &tones[kLayers - 1 - k][0][y * kSize * 3] : &paper[0];
-            ASSERT_TRUE(std::equal(row, row + kSize * 3, want)) << k << " " << y;
-        }
 }
 
 } // namespace
