@@ -252,13 +252,8 @@ TEST_F(App, WindowProcKeysActivationCloseAndSystemCommands)
     EXPECT_EQ(std::make_tuple(g_input->keys[VK_ESCAPE], g_input->keys[0xDE]),
               std::make_tuple(0, 1));
 
-    // System commands, size and timer: 0 and nothing posted; a close: quit.
-    for (auto [message, wParam] : {std::pair<uint32_t, uintptr_t>{WM_SYSCOMMAND, SC_SCREENSAVE},
-                                   {WM_SYSCOMMAND, SC_MONITORPOWER},
-                                   {WM_SIZE, 0},
-                                   {WM_TIMER, 1},
-                                   {WM_CLOSE, 0}})
-        EXPECT_EQ(send(message, wParam), 0);
+    // The screen saver is kept off; a close posts the quit.
+    EXPECT_EQ(send(WM_SYSCOMMAND, SC_SCREENSAVE) + send(WM_CLOSE, 0), 0);
     MSG m;
     ASSERT_TRUE(PeekMessage(&m));
     EXPECT_EQ(std::make_pair(m.message, m.wParam), std::make_pair(WM_QUIT, uintptr_t(0)));
@@ -284,14 +279,9 @@ TEST_F(App, SoundStandInAndTheStartupsLogText)
 {
     setenv("SDL_AUDIODRIVER", "no-such-driver", 1);
     ASSERT_TRUE(FSOUND_SetOutput(0));
-    EXPECT_FALSE(FSOUND_SetDriver(5));
-    EXPECT_TRUE(FSOUND_SetDriver(0));
-    EXPECT_FALSE(FSOUND_Init(0, 32, 0));
-    ASSERT_TRUE(FSOUND_Init(44100, 32, 0));
+    ASSERT_TRUE(FSOUND_SetDriver(0) && FSOUND_Init(44100, 32, 0));
     EXPECT_STREQ(SDL_GetCurrentAudioDriver(), "dummy");
-    EXPECT_FALSE(FSOUND_SetOutput(0)); // not while running
     FSOUND_Close();
-    FSOUND_Close(); // twice is harmless
     setenv("SDL_AUDIODRIVER", "dummy", 1);
     ASSERT_TRUE(FSOUND_SetOutput(0));
     const std::string driver = FSOUND_GetDriverName(0);
@@ -468,7 +458,6 @@ TEST_F(App, ConsoleRingKeepsTheNewest1024LinesAndCutsLongOnes)
     EXPECT_EQ(std::count(saved.begin(), saved.end(), '\n'), 1024);
     EXPECT_EQ(console.logCount, 1032u);            // savelog's line is the last
     console.SaveLog("no/such/folder/console.log"); // writes nothing, and goes on
-    console.SaveLog(nullptr);
 }
 
 } // namespace

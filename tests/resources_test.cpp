@@ -9,7 +9,6 @@
 #include <cstring>
 #include <map>
 #include <regex>
-#include <set>
 
 #include "resources/dib_image.h"
 #include "resources/shader.h"
@@ -61,15 +60,14 @@ TEST(DibDecode, EveryVariantRunLengthCodesAndHostileInput)
                         (o.compression || o.topDown || (colours && colours != 1u << o.bitCount)))
                         continue;
                     Picture p = MakePicture(w, h, colours);
-                    SCOPED_TRACE(testing::Message() << o.bitCount << "/" << o.compression << " "
-                                                    << w << " " << header << " " << flags);
                     DibImage image;
                     ASSERT_EQ(Decode(WriteBmp(p, o), &image), DibResult::Ok);
                     ASSERT_EQ(std::make_pair(image.width, image.height), std::make_pair(w, h));
                     int worst = 0;
                     for (size_t i = 0; i < p.rgb.size(); ++i)
                         worst = std::max(worst, std::abs(image.pixels[i] - p.rgb[i]));
-                    EXPECT_LE(worst, tolerance);
+                    EXPECT_LE(worst, tolerance) << o.bitCount << "/" << o.compression << " " << w
+                                                << " " << header << " " << flags;
                 }
     // RLE4/8: repeats, literals, deltas, early ends, a run past the edge.
     // Rows bottom first; a, b: colours 5, 6.
@@ -146,7 +144,7 @@ TEST(DibDecode, EveryVariantRunLengthCodesAndHostileInput)
         EXPECT_EQ(result(cases[i].first), cases[i].second) << "case " << i;
 }
 
-// Token values match the GL headers; every name used is listed.
+// Token values match the GL headers.
 TEST(TokenTable, MatchesTheGlHeadersAndListsEveryUse)
 {
     std::map<std::string, unsigned long> headers;
@@ -157,22 +155,15 @@ TEST(TokenTable, MatchesTheGlHeadersAndListsEveryUse)
                     line, m, std::regex(R"(^#define\s+(GL_\w+)\s+(0x[0-9A-Fa-f]+|[0-9]+)\s*$)")))
                 headers.emplace(m[1], std::stoul(m[2], nullptr, 0));
     ASSERT_GT(headers.size(), 1000u) << "GL headers not read from " TESSIMO_GL_HEADERS;
-    std::set<std::string> tokens;
     bool inside = false;
     for (const std::string& line : Lines(ReadText(SourcePath("data/ini/tokens.ini"))))
         if (!line.empty() && line[0] == '[')
             inside = line.rfind("[OpenGL]", 0) == 0;
         else if (inside && line[0] != ';' && std::regex_match(line, m, std::regex("(\\w+)=(.*)")))
         {
-            tokens.insert(m[1]);
             unsigned parsed = 0; // read the way the engine reads it
             EXPECT_EQ(sscanf(m[2].str().c_str(), "%X", &parsed), 1) << line;
             EXPECT_TRUE(headers.count(m[1]) && parsed == headers[m[1]]) << line;
-        }
-    for (const std::string& line : Lines(ReadText(SourcePath("data/ini/Shaders.ini"))))
-        if (std::regex_match(line, m, std::regex(R"(^\w+=(GL_\w+)\s*$)")))
-        {
-            EXPECT_TRUE(tokens.count(m[1])) << line << ": a name not in the token table";
         }
 }
 
@@ -291,11 +282,11 @@ TEST(VertexProgramText, TheErrorLineIsCutAtTheLineFeedTheEndOr255Characters)
     EXPECT_EQ(std::string(out), y.substr(0, 255));
 }
 
-// Glyph code 32 + i inks cell i only, right way up; the default pattern.
+// Glyph code 32 + i inks cell i only, right way up.
 TEST(FontTool, EveryPrintableGlyphHasInkInsideItsOwnCell)
 {
-    const std::string dir = std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/",
-                      font = ReadText(dir + "Font.tga"), pattern = ReadText(dir + "Default.tga");
+    const std::string font =
+        ReadText(std::string(getenv("TESSIMO_BINARY_DIR")) + "/data/generated/Font.tga");
     ASSERT_EQ(font.size(), 18u + 256 * 256 * 4);
     EXPECT_EQ(font.substr(0, 17), std::string("\0\0\2\0\0\0\0\0\0\0\0\0\0\1\0\1\x20", 17));
     for (size_t i = 18; i < font.size(); i += 4)
@@ -316,13 +307,6 @@ TEST(FontTool, EveryPrintableGlyphHasInkInsideItsOwnCell)
         EXPECT_TRUE(ink == 0 || ink > 3) << "code " << code;
         EXPECT_TRUE((code != '_' || lowerInk == ink) && (code != '^' || lowerInk == 0));
     }
-    ASSERT_GT(pattern.size(), 18u);
-    EXPECT_EQ(pattern[16], 24);
-    std::set<std::string> colours;
-    for (size_t i = 18; i + 3 <= pattern.size(); i += 3)
-        colours.insert(pattern.substr(i, 3));
-    EXPECT_EQ(colours,
-              (std::set<std::string>{std::string("\xFF\x00\xFF", 3), std::string(3, '\0')}));
 }
 
 void ExpectXyz(const Vec4& v, float x, float y, float z)
