@@ -1,8 +1,6 @@
-// The application shell, the platform layer under it and the console,
-// without GL: the message queue, key codes, profile reads and paths, clocks,
-// boxes, sound, settings, the window procedure, the fast normalisation's
-// floats, reports; the console's keys, Execute and ring of lines, the
-// corners the window suite's typing can't reach cheaply.
+// The shell, its platform layer and the console without GL: messages, keys,
+// profile reads, paths, clocks, boxes, sound, the window procedure, math,
+// reports; the console's corners the window suite's typing can't reach.
 #include <gtest/gtest.h>
 
 #include <SDL.h>
