@@ -304,12 +304,14 @@ TEST(Math, FastNormalisationProductsAndRotations)
     EXPECT_EQ(std::make_tuple(c.x, c.y, c.z, c.w), std::make_tuple(-3.0f, 6.0f, -3.0f, 0.0f));
 
     // ry * move moves first, then turns: the origin goes to (3, 2, -1).
-    Matrix4 ry, move;
+    Matrix4 ry, move, rx;
     ry.RotationY(HalfPi);
     move.m[3] = 1.0f, move.m[7] = 2.0f, move.m[11] = 3.0f;
     Matrix4 p = ry * move;
     for (auto [i, want] : {std::pair{3, 3.0f}, {7, 2.0f}, {11, -1.0f}, {15, 1.0f}})
         EXPECT_NEAR(p.m[i], want, 1e-6f) << i;
+    rx.RotationX(0.5f);
+    EXPECT_EQ(std::make_tuple(rx.m[6], rx.m[9]), std::make_tuple(-std::sin(0.5f), std::sin(0.5f)));
 }
 
 // One problem text framed for each destination; the console hears only

@@ -24,10 +24,6 @@ namespace
 
 using namespace testsupport;
 
-DibResult Decode(const Bytes& file, DibImage* image)
-{
-    return DecodeDib(file.data(), file.size(), image);
-}
 BmpOptions Options(uint32_t bits, uint32_t compression, std::array<uint32_t, 3> masks = {})
 {
     return {bits, compression, {masks[0], masks[1], masks[2]}};
@@ -61,7 +57,8 @@ TEST(DibDecode, EveryVariantRunLengthCodesAndHostileInput)
                         continue;
                     Picture p = MakePicture(w, h, colours);
                     DibImage image;
-                    ASSERT_EQ(Decode(WriteBmp(p, o), &image), DibResult::Ok);
+                    const Bytes file = WriteBmp(p, o);
+                    ASSERT_EQ(DecodeDib(file.data(), file.size(), &image), DibResult::Ok);
                     ASSERT_EQ(std::make_pair(image.width, image.height), std::make_pair(w, h));
                     int worst = 0;
                     for (size_t i = 0; i < p.rgb.size(); ++i)
@@ -84,7 +81,7 @@ TEST(DibDecode, EveryVariantRunLengthCodesAndHostileInput)
         file.resize(file[10] | file[11] << 8);
         file.insert(file.end(), codes.begin(), codes.end());
         DibImage image;
-        ASSERT_EQ(Decode(file, &image), DibResult::Ok) << bits;
+        ASSERT_EQ(DecodeDib(file.data(), file.size(), &image), DibResult::Ok) << bits;
         std::string rows;
         for (uint32_t i = 0; i < 24; ++i)
         {
@@ -101,7 +98,7 @@ TEST(DibDecode, EveryVariantRunLengthCodesAndHostileInput)
     auto result = [](const Bytes& file)
     {
         DibImage image;
-        DibResult r = Decode(file, &image);
+        DibResult r = DecodeDib(file.data(), file.size(), &image);
         EXPECT_TRUE(r == DibResult::Ok || image.pixels == nullptr);
         return r;
     };
@@ -341,7 +338,7 @@ TEST(Scene, VertexPoolPositionsBoundsCentringNormalsAndReorder)
     EXPECT_EQ(pool.Allocate(1), nullptr);
     pool.Reset();
     EXPECT_EQ(pool.freeBytes, 1000u);
-    // Positions and moves on a turned object; bounds; reorder.
+    // Positions and moves on a turned object; bounds, normals, reorder.
     Mesh mesh(true);
     mesh.SetPosition(Vec4(1.0f, 2.0f, 3.0f, 9.0f));
     ExpectXyz(mesh.GetPosition(), 1, 2, 3);
@@ -357,6 +354,17 @@ TEST(Scene, VertexPoolPositionsBoundsCentringNormalsAndReorder)
     EXPECT_EQ((std::vector<float>{mesh.sizeX, mesh.sizeY, mesh.sizeZ}),
               (std::vector<float>{2, 2, 2}));
     EXPECT_FLOAT_EQ(mesh.boundingSphere.radius, std::sqrt(26.0f)); // from the mesh's origin
+    // Two faces folded along x = 0, its vertices there twice: those share the
+    // mean normal (0, 0, -1), the outer corners keep their face's.
+    Mesh fold(true);
+    ASSERT_TRUE(FillMesh(fold, {0, 0, 0, 0, 1, 0, -1, 0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 1},
+                         {0, 2, 1, 3, 4, 5}));
+    fold.ComputeNormals();
+    const float* n = fold.normals;
+    EXPECT_EQ(std::vector<float>(n, n + 6), std::vector<float>(n + 9, n + 15));
+    for (auto [i, value] :
+         {std::pair{0, 0.0f}, {2, -1.0f}, {6, -std::sqrt(0.5f)}, {15, std::sqrt(0.5f)}})
+        EXPECT_NEAR(n[i], value, 0.002f) << i;
     // Reordered: the same triangles, numbered by first use, the unused last.
     Mesh shuffled(true);
     ASSERT_TRUE(FillMesh(shuffled, {9, 9, 9, 1, 1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0},
