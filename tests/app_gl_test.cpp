@@ -1,21 +1,27 @@
-// The application shell on a real GL context (SDL's offscreen driver): the
-// window, its log and boxes, LookAt against gluLookAt; the real program.
+// On a real GL context (SDL's offscreen driver): the window, its log and
+// boxes, LookAt against gluLookAt, the real program; the art map's volume.
 #include <gtest/gtest.h>
 
 #include <GL/gl.h>
 #include <GL/glu.h>
 #include <SDL.h>
 #include <cmath>
-#include <csignal>
 #include <regex>
 #include <string>
 
+#include "app/gl_entry_points.h"
 #include "app/log.h"
 #include "app/math.h"
 #include "app/window.h"
+#include "engine/engine.h"
+#include "hatching/procedural_texture.h"
+#include "hatching/tonal_art_map.h"
 #include "platform/gl_window.h"
 #include "platform/messages.h"
+#include "resources/shader.h"
 #include "support/files.h"
+#include "support/gl_context.h"
+#include "support/material_files.h"
 #include "support/process.h"
 #include "support/report_capture.h"
 
@@ -54,14 +60,9 @@ void ExpectLines(const std::vector<std::string>& patterns)
             << "line " << i + 1 << ": " << lines[i] << "\n expected: " << patterns[i];
 }
 
-class WindowGl : public ::testing::Test
+struct WindowGl : ::testing::Test
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_FALSE(temp.path.empty());
-        g_window->frameCount = 0;
-    }
+    void SetUp() override { g_window->frameCount = 0; }
     void TearDown() override
     {
         SetGlStepFailure(GlStep::None);
@@ -89,11 +90,13 @@ TEST_F(WindowGl, CreateLookAtRecreateAndDestroyWithTheirLog)
     glGetIntegerv(GL_VIEWPORT, viewport);
     EXPECT_TRUE(depth >= 24 && stencil >= 8) << depth << " " << stencil;
     EXPECT_EQ(viewport[2] * 1000 + viewport[3], 320240);
-    // LookAt as gluLookAt has it (column-major); the fast inverse square
-    // root is up to 0.18% short, twice.
+    // LookAt as gluLookAt has it (column-major); the first and last derive
+    // their up: the world's, or from straight above (where the fast inverse
+    // square root, up to 0.18% short, must give exactly 1) a horizontal one.
     const Vec4 views[][3] = {{{3, 2, -7}, {-1, 0.5f, 2}, {0, 1, 0}},
                              {{10, 20, 30}, {1, 2, 3}, {0.3f, 0.9f, -0.1f}},
-                             {{-4, 1, 0}, {0, 0, 0}, {0, 0, 2}}};
+                             {{-4, 1, 0}, {0, 0, 0}, {0, 0, 2}},
+                             {{0, 138.75f, 0}, {0, 0, 0}, {0, 0, -1}}};
     glMatrixMode(GL_MODELVIEW);
     for (const auto& [e, t, u] : views)
     {
@@ -102,7 +105,7 @@ TEST_F(WindowGl, CreateLookAtRecreateAndDestroyWithTheirLog)
         gluLookAt(e.x, e.y, e.z, t.x, t.y, t.z, u.x, u.y, u.z);
         glGetFloatv(GL_MODELVIEW_MATRIX, gl);
         Matrix4 ours;
-        ours.LookAt(e, t, u);
+        &e == &views[0][0] || &e == &views[3][0] ? ours.LookAt(e, t) : ours.LookAt(e, t, u);
         for (int i = 0; i < 16; ++i)
             EXPECT_NEAR(ours.m[i], gl[4 * (i % 4) + i / 4], 0.004f * (1 + std::fabs(ours.m[i])))
                 << i;
@@ -201,10 +204,6 @@ TEST_F(WindowGl, EachFailingStepShowsItsBoxAndLogsItsLine)
               (std::vector<std::string>{question, "Program Will Now Close.|ERROR|16",
                                         "Window Creation Error.|ERROR|48",
                                         "Can't Find A Suitable PixelFormat.|ERROR|48", question}));
-    // The class that stayed registered still holds SDL's video part.
-    SDL_QuitSubSystem(SDL_INIT_VIDEO);
-    EXPECT_TRUE(g_window->Create("Test", 64, 64, 16, 0, 16, 1));
-    g_window->Destroy();
     // The mode the display has: no question.
     SDL_DisplayMode desktop;
     ASSERT_EQ(SDL_InitSubSystem(SDL_INIT_VIDEO), 0);
@@ -214,47 +213,100 @@ TEST_F(WindowGl, EachFailingStepShowsItsBoxAndLogsItsLine)
     EXPECT_EQ(boxes.boxes.size(), 5u);
 }
 
-// The real program here with the built data, these settings and no log.
-pid_t StartProgram(const std::string& settings, const char* audioDriver)
+// The real program with the built data: too wide, or no width, ends with
+// status 1, and Create's Destroy, the entry's and ExitCleanup each close the
+// log with the time of a run without frames.
+TEST_F(WindowGl, ProgramEndedByARefusedWindow)
 {
-    std::string run = testsupport::Env("TESSIMO_RUN_DIR");
-    EXPECT_EQ(system(("cp -r '" + run + "/ini' '" + run + "/data.rar' .").c_str()), 0);
-    remove(TESSIMO_LOG_FILE);
-    testsupport::WriteText("ini/tessimo2.ini", settings);
-    return testsupport::StartProgram("", audioDriver);
-}
-
-TEST_F(WindowGl, ProgramEndedBySignalAndByARefusedWindow)
-{
-    // "No sound" needs no driver; SIGTERM comes while the demo loads, and
-    // the close waits for the loop.
-    pid_t pid = StartProgram("[3D engine]\nwindow_width=320\nwindow_height=200\n[Sound]\n"
-                             "output=FSOUND_OUTPUT_NOSOUND\n",
-                             "no-such-driver");
-    ASSERT_TRUE(testsupport::WaitFor(
-        [] { return ReadText(TESSIMO_LOG_FILE).find("- initializing fmod") != std::string::npos; },
-        30));
-    kill(pid, SIGTERM);
-    EXPECT_EQ(testsupport::WaitExit(pid, 120), 0);
-    std::string log = ReadText(TESSIMO_LOG_FILE);
-    EXPECT_TRUE(std::regex_search(
-        log, std::regex(R"(- initializing fmod\n    \+ init output ok!\n(.+\n){2}.+ hz  ok!\n)" +
-                        std::string(kDrawn) + "\n" + kShutdown + "\n$")))
-        << log;
-
-    // Too wide, or no width: status 1, and Create's Destroy, the entry's and
-    // ExitCleanup each close the log with the time of a run without frames.
+    const std::string run = testsupport::Env("TESSIMO_RUN_DIR");
+    ASSERT_EQ(system(("cp -r '" + run + "/ini' '" + run + "/data.rar' .").c_str()), 0);
     for (const std::string width : {"100000", "0"})
     {
-        EXPECT_EQ(
-            testsupport::WaitExit(StartProgram("[3D engine]\nwindow_width=" + width, "dummy"), 30),
-            1);
+        remove(TESSIMO_LOG_FILE);
+        testsupport::WriteText("ini/tessimo2.ini", "[3D engine]\nwindow_width=" + width);
+        EXPECT_EQ(testsupport::WaitExit(testsupport::StartProgram("", "dummy"), 30), 1);
         std::vector<std::string> lines = Opening(width + "x600@16", 0, 0, 16, "Tessimo 2 Engine");
-        for (const char* closing :
-             {kNoFrames, kShutdown, kNoFrames, kShutdown, kNoFrames, kShutdown})
-            lines.push_back(closing);
+        for (int i = 0; i < 3; ++i)
+            lines.insert(lines.end(), {kNoFrames, kShutdown});
         ExpectLines(lines);
     }
+}
+
+GLint Get(GLenum target, GLenum name, GLint level = -1)
+{
+    GLint v = 0;
+    !target     ? glGetIntegerv(name, &v)
+    : level < 0 ? glGetTexParameteriv(target, name, &v)
+                : glGetTexLevelParameteriv(target, level, name, &v);
+    return v;
+}
+
+// The volume holds the generated bytes with its filters, wraps and chain; a
+// volume in a stage switches GL_TEXTURE_3D itself; a procedural texture's
+// preview takes the current shader off, unit 0 on.
+TEST(HatchingGl, TheArtMapsVolumeInAStageAndAPreview)
+{
+    testsupport::TempDir dir;
+    testsupport::WriteMaterialFiles(dir.path, "[Font]\nnbstages=0\n[Two]\nnbstages=2\n");
+    testsupport::GlContext context(800, 600);
+    ASSERT_TRUE(context.created);
+    Engine engine;
+    g_engine = &engine;
+    ASSERT_TRUE(engine.Init() && engine.capabilities.hasTexture3D);
+    TonalArtMap map;
+    map.Build(64, 16, 5, 0);
+    ArtMapVolume expected;
+    GenerateArtMapVolume(64, 16, 5, 0, ArtMapForm::Quick, &expected);
+    map.Bind();
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    for (uint32_t m = 0; m < expected.levelCount; ++m)
+    {
+        EXPECT_EQ((std::vector<GLint>{Get(GL_TEXTURE_3D, GL_TEXTURE_WIDTH, m),
+                                      Get(GL_TEXTURE_3D, GL_TEXTURE_HEIGHT, m),
+                                      Get(GL_TEXTURE_3D, GL_TEXTURE_DEPTH, m)}),
+                  (std::vector<GLint>{64 >> m, 64 >> m, GLint(expected.slices[m])}));
+        VolumeBlock read(expected.blocks[m].size(), 0x5A);
+        glGetTexImage(GL_TEXTURE_3D, m, GL_RGB, GL_UNSIGNED_BYTE, read.data());
+        EXPECT_TRUE(read == expected.blocks[m]) << "level " << m;
+    }
+    std::vector<GLint> values;
+    for (GLenum name : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER, GL_TEXTURE_WRAP_S,
+                        GL_TEXTURE_WRAP_T, GL_TEXTURE_WRAP_R, GL_TEXTURE_MAX_LEVEL})
+        values.push_back(Get(GL_TEXTURE_3D, name));
+    EXPECT_EQ(values, (std::vector<GLint>{GL_LINEAR_MIPMAP_NEAREST, GL_LINEAR, GL_REPEAT, GL_REPEAT,
+                                          GL_CLAMP_TO_EDGE, 6}));
+    Shader* two = engine.AddShader("Two");
+    two->stages[1].texture = &map;
+    std::vector<bool> on; // GL_TEXTURE_3D on unit 1
+    auto volumeOn = [&]
+    {
+        glActiveTextureARB(GL_TEXTURE1_ARB);
+        on.push_back(glIsEnabled(GL_TEXTURE_3D));
+        glActiveTextureARB(engine.renderState.activeTextureUnit);
+    };
+    for (Shader* shader : {two, static_cast<Shader*>(nullptr), two})
+        engine.SetShader(shader), volumeOn();
+    ProceduralTexture t;
+    t.Create(16, 8, 24, 4, false);
+    t.Fill(0, 0, 255, 255);
+    t.Upload();
+    engine.Begin2D(800, 600);
+    t.DrawPreview(1.0f);
+    engine.End2D();
+    volumeOn();
+    EXPECT_EQ(on, (std::vector<bool>{true, false, true, false}));
+    std::vector<uint8_t> centre(4); // of the screen, where the preview is
+    glReadPixels(400, 299, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, centre.data());
+    EXPECT_EQ(centre, (std::vector<uint8_t>{0, 0, 255, 255}));
+    EXPECT_TRUE(!engine.currentShader && engine.currentTexture == &t &&
+                !engine.renderState.unitTextureEnabled[1]);
+    EXPECT_EQ((std::vector<GLint>{Get(0, GL_ACTIVE_TEXTURE), Get(0, GL_TEXTURE_BINDING_2D)}),
+              (std::vector<GLint>{GL_TEXTURE0, GLint(t.id)}));
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    engine.SetTexture(nullptr); // before the textures go
+    two->stages[1].texture = nullptr;
+    t.FreePixels();
+    g_engine = nullptr;
 }
 
 } // namespace
