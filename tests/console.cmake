@@ -1,4 +1,6 @@
-# The console of the real program under Xvfb, typed into with xdotool.
+# The console's keys, Execute and ring without GL (unit); the real program's
+# console under Xvfb, typed into with xdotool (window).
+tessimo_test(console_test LABEL unit SOURCES console_test.cpp LIBS tessimo_console)
 tessimo_test(console_window_test LABEL window TIMEOUT 400
   SOURCES console_window_test.cpp
   LIBS PNG::PNG X11)
