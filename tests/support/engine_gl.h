@@ -20,11 +20,6 @@
 namespace testsupport
 {
 
-inline GLint Parameter(GLenum name)
-{
-    GLint v = 0;
-    return glGetTexParameteriv(GL_TEXTURE_2D, name, &v), v;
-}
 // Blue-green-red(-alpha) as red-green-blue(-alpha).
 inline Bytes Swapped(Bytes pixels, size_t bytesPerPixel)
 {
