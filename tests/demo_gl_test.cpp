@@ -1,8 +1,6 @@
-// The hatching demo through tessimo-shot on SDL's offscreen driver (and in
-// this process: demo_gl_test_deletion.cpp).
+// The hatching demo through tessimo-shot on SDL's offscreen driver.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
@@ -17,29 +15,25 @@
 
 namespace
 {
-
 using namespace testsupport;
+using DemoShot = RunDirTest;
 
-class DemoShot : public RunDirTest
+// tessimo-shot on `dir`: the picture in dir/<name>, its output in dir/output.txt.
+int Shot(const std::string& dir, long ticks, const std::string& size, const std::string& name,
+         Picture* picture, std::vector<std::string> more = {})
 {
-protected:
-    // One run of tessimo-shot on `dir` (ctest's environment: no sound, boxes
-    // on standard error); the picture in dir/<name>, its output in dir/output.txt.
-    static int Shot(const std::string& dir, long ticks, const std::string& size,
-                    const std::string& name, Picture* picture, std::vector<std::string> more = {})
-    {
-        more.insert(more.begin(),
-                    {Env("TESSIMO_RUN_DIR") + "/tessimo-shot", "--run", dir, "--ticks",
-                     std::to_string(ticks), "--size", size, "--output", dir + "/" + name});
-        ToolRun run = RunTool(more);
-        WriteText(dir + "/output.txt", run.out + run.err);
-        EXPECT_TRUE(run.status || ReadPng(dir + "/" + name, picture));
-        return run.status;
-    }
-};
+    more.insert(more.begin(),
+                {Env("TESSIMO_RUN_DIR") + "/tessimo-shot", "--run", dir, "--ticks",
+                 std::to_string(ticks), "--size", size, "--output", dir + "/" + name});
+    ToolRun run = RunTool(more);
+    WriteText(dir + "/output.txt", run.out + run.err);
+    EXPECT_TRUE(run.status || ReadPng(dir + "/" + name, picture));
+    return run.status;
+}
 
-// A user's model as OBJ: a sphere of radius 5 (64 around, 32 down) or a
-// torus of radii 6 and 2 about y (72 by 32), around the origin.
+// A user's model as OBJ around the origin: a sphere of radius 5 (64 around,
+// 32 down, no slivers at the poles) or a torus of radii 6 and 2 about y (72
+// by 32, its triangles turned the other way round).
 std::string SurfaceObj(bool sphere)
 {
     const int around = sphere ? 64 : 72, rings = sphere ? 33 : 32;
@@ -54,13 +48,11 @@ std::string SurfaceObj(bool sphere)
                    std::to_string(r * std::sin(phi)) + "\n";
         }
     auto v = [&](int j, int i) { return std::to_string((j % rings) * around + i % around + 1); };
-    // The torus's triangles turn the other way round.
     auto f = [&](const std::string& a, const std::string& b, const std::string& c)
     { obj += "f " + a + " " + (sphere ? b : c) + " " + (sphere ? c : b) + "\n"; };
     for (int j = 0; j < 32; ++j)
         for (int i = 0; i < around; ++i)
         {
-            // The sphere's poles are rings of one place: their slivers go.
             if (!sphere || j > 0)
                 f(v(j, i), v(j, i + 1), v(j + 1, i));
             if (!sphere || j < 31)
@@ -69,9 +61,8 @@ std::string SurfaceObj(bool sphere)
     return obj;
 }
 
-// Imported with the defaults at the demo's focus and shot at 800 by 600: the
-// tone follows the light, strokes are clear ink or paper, the silhouette is
-// inked. The model's pixels come from a shot with the model solid black.
+// Imported at the demo's focus, shot at 800 by 600: the tone follows the
+// light, strokes are clear ink or paper, the silhouette is inked.
 TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
 {
     std::string dir = RunDir(), solidDir = RunDir();
@@ -89,16 +80,14 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
                       .status,
                   0);
         Picture solid;
-        ASSERT_EQ(Shot(solidDir, 60, "800x600", "solid.png", &solid, {"--model", model}), 0)
-            << ReadText(solidDir + "/output.txt");
+        ASSERT_EQ(Shot(solidDir, 60, "800x600", "solid.png", &solid, {"--model", model}), 0);
         auto mask = ModelMask(solid);
         for (long tick : sphere ? std::vector<long>{60, 200, 400} : std::vector<long>{60})
         {
             SCOPED_TRACE("tick " + std::to_string(tick));
             std::string name = kind + "-" + std::to_string(tick) + ".png";
             Picture shot;
-            ASSERT_EQ(Shot(dir, tick, "800x600", name, &shot, {"--model", model}), 0)
-                << ReadText(dir + "/output.txt");
+            ASSERT_EQ(Shot(dir, tick, "800x600", name, &shot, {"--model", model}), 0);
             InkMeasures ink = MeasureInk(shot, mask);
             EXPECT_GE(ink.crisp, crisp) << "see " << dir << "/" << name;
             EXPECT_GE(ink.outline, outline);
@@ -115,10 +104,8 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
     }
 }
 
-// Data that can't be read: the archive told once in the log ("## ... ##") and
-// on the console ("> ..."), with the reason of its first failed read, then
-// the model; the run ends in order. Without the model, or with nothing drawn,
-// there is no picture: status 1 and the reason as the last line.
+// Data that can't be read is told once in the log and on the console, with
+// its reason; no picture, status 1 and the reason last; the run ends in order.
 TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
 {
     std::string models = RunDir();
@@ -132,8 +119,7 @@ TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
                       none = "No such file or directory", cannot = "tessimo-shot: cannot read ",
                       model = cannot + "the model '" + models,
                       cannotArchive = cannot + "the data archive 'data.rar': ";
-    // What a case does to the run folder's archive: "none", "flipped", "cut",
-    // "zeros"; --model ("" none); the last line; the archive's reason, if any.
+    // The archive ("none", "flipped", "cut", "zeros"), --model, last line, reason.
     const std::vector<std::array<std::string, 4>> cases = {
         {"none", "", cannotArchive + none, "no such archive"},
         {"none", "triangle.tsm", cannotArchive + none, "no such archive"},
@@ -182,12 +168,9 @@ TEST_F(DemoShot, MissingOrDamagedDataIsToldAndTheRunEndsInOrder)
     }
 }
 
-// A tick gives the same picture every time, with the look of the reference
-// (tessimo-shot's at tick 60, scripts/pictures --reference: every tone one
-// slice lighter moves it by 0.39 a byte, more than twice the tolerance).
-// Then the needed and the combine extensions taken away at once through
-// MESA_EXTENSION_OVERRIDE: the run draws, tells exactly the failed probes and
-// the demo's own lines, shows their boxes, and ends in order.
+// A tick gives the same picture every time, the reference's (scripts/pictures
+// --reference; every tone one slice lighter moves it 0.39 a byte). Without the
+// needed and the combine extensions the run draws, tells each failure, ends.
 TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
 {
     std::string dir = RunDir();
@@ -204,7 +187,6 @@ TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
     std::string log = ReadText(dir + "/tessimo2.log"), console = ReadText(dir + "/console.log");
     EXPECT_EQ(log.find("##"), std::string::npos) << log;
     EXPECT_NE(log.find("- shutting down at"), std::string::npos) << log;
-
     std::string override = "-GL_ARB_texture_env_combine -GL_EXT_texture_env_combine";
     for (const RequiredExtension& r : kRequiredExtensions)
         override += std::string(" -") + r.name;
@@ -216,7 +198,6 @@ TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
     std::string output = ReadText(dir + "/output.txt");
     ASSERT_EQ(status, 0) << output;
     log = ReadText(dir + "/tessimo2.log");
-    // The problems stand between the sound lines and the closing lines.
     std::string expected;
     std::vector<std::string> boxes, shown;
     for (const RequiredExtension& r : kRequiredExtensions)
@@ -227,8 +208,7 @@ TEST_F(DemoShot, ATickGivesTheReferencesLookAndMissingExtensionsAreTold)
     ASSERT_TRUE(from != std::string::npos && to != std::string::npos) << log;
     EXPECT_EQ(log.substr(from + 9, to - from - 9), expected);
     EXPECT_NE(log.find("- shutting down at", to), std::string::npos) << log;
-    // The probes' boxes in order, then, without the combine extensions, a box
-    // for every stage applied.
+    // The probes' boxes in order, then one for every stage applied.
     for (const std::string& line : Lines(output))
         if (!line.empty() && line[0] == '[')
             shown.push_back(line);

@@ -1,5 +1,4 @@
-// The running demo in this process, what it draws deleted under it (part of
-// demo_gl_test: the demo's window type and X11's can't share a file).
+// demo_gl_test's run of the demo in this process (its window type and X11's can't share a file).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,7 +14,6 @@
 
 namespace
 {
-
 // Dark pixels in the middle half of the frame, where the airplane is.
 int InkInTheMiddle()
 {
@@ -30,8 +28,7 @@ int InkInTheMiddle()
     return ink;
 }
 
-// Nothing keeps a pointer to what is destroyed, however many hold it, and the
-// model's material deleted and added again draws in ink again.
+// Nothing draws with what is destroyed; the material added again draws in ink.
 TEST(DemoDeletion, NothingDrawsWithWhatIsDestroyedAndTheMaterialComesBack)
 {
     testsupport::TempDir dir;
@@ -42,7 +39,7 @@ TEST(DemoDeletion, NothingDrawsWithWhatIsDestroyedAndTheMaterialComesBack)
     demo.Frame(), demo.Frame(); // the first frame runs no tick
     const int inked = InkInTheMiddle();
     ASSERT_GT(inked, 500) << "the airplane in ink at start";
-    // The model's meshes on its material, and eighteen more sets with it.
+    // The model's meshes on its material, and eighteen more sets.
     Shader* hatching = engine->FindShader("Hatching");
     ASSERT_NE(hatching, nullptr);
     std::vector<const Mesh*> drawing;
@@ -59,8 +56,7 @@ TEST(DemoDeletion, NothingDrawsWithWhatIsDestroyedAndTheMaterialComesBack)
     auto everyMeshDrawsWith = [&](Shader* s) {
         return std::all_of(drawing.begin(), drawing.end(), [&](auto* m) { return m->shader == s; });
     };
-    // Deleted: no material, a silhouette. Added again: every mesh takes it
-    // up, with the art map in its first stage, and the hatching is back.
+    // Deleted: a silhouette. Added again: every mesh has it, with the art map.
     console->Execute("r_delshader Hatching");
     EXPECT_TRUE(everyMeshDrawsWith(nullptr));
     demo.Frame();
@@ -74,27 +70,23 @@ TEST(DemoDeletion, NothingDrawsWithWhatIsDestroyedAndTheMaterialComesBack)
     const int back = InkInTheMiddle();
     EXPECT_TRUE(back > inked * 4 / 5 && back < inked * 5 / 4) << back << " " << inked;
     sets.clear();
-    // Off the list, the material lives on in the meshes; its program deleted,
-    // it draws without one (a silhouette).
+    // Off the list it lives on in the meshes; its program deleted, a silhouette.
     console->Execute("r_removeshader Hatching");
     engine->DeleteVertexProgramByName("vp\\hatching.vp");
     EXPECT_TRUE(again->vertexProgram == nullptr && !again->hasVertexProgram);
     demo.Frame();
     EXPECT_GT(InkInTheMiddle(), inked);
-    // The font's shader off the list, then its texture deleted: the font
-    // keeps its shader, which lets go of the texture.
+    // The font keeps its shader off the list, which lets go of its deleted texture.
     Shader* font = engine->font->shader;
     console->Execute("r_removeshader Font");
     console->Execute("r_deltexture tga\\Font.tga");
     EXPECT_TRUE(engine->font->shader == font && font->stages[0].texture == nullptr);
     demo.Frame(), demo.Frame();
-    // With no context current (a failed mode switch), loaded textures must
-    // not reach GLU.
+    // With no context current (a failed mode switch), nothing may reach GLU.
     g_window->Destroy();
     console->Execute("r_reloadtextures");
     console->Execute("r_addtexture tga\\Font.tga");
-    // The orderly end: only the outline's material and program, the
-    // checkerboard and the glyphs are left.
+    // At the end only the outline's material and program and two textures are left.
     demo.Stop();
     std::string text = testsupport::ReadText(demo.folder + "/console.log");
     const std::string last = "\n> 1 shaders have been deleted\n> 2 textures have been deleted\n"

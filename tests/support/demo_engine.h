@@ -1,7 +1,5 @@
-// The real demo in this process, for gl suites and the engine fuzzer: the
-// program's start-up (offscreen window, dummy sound) in a copy of the run
-// folder, and frames on a stepped clock, one tick of 1/60 s a frame after the
-// first, as tessimo-shot runs them.
+// The real demo in this process (offscreen window, dummy sound) in a copy of
+// the run folder, a tick of 1/60 s a frame after the first, as tessimo-shot.
 #pragma once
 
 #include <cstdint>
@@ -22,13 +20,10 @@ namespace testsupport
 class DemoEngine
 {
 public:
-    static constexpr int64_t kFrequency = 60000000;
-    static constexpr int64_t kTick = kFrequency / 60;
+    static constexpr int64_t kFrequency = 60000000, kTick = kFrequency / 60;
 
     ~DemoEngine() { Stop(); }
-
-    // Copies ini/ and data.rar of `run` into a fresh folder under `base`,
-    // enters it and starts the demo (made by `make` when given) there.
+    // Starts the demo (or `make`'s) in a copy of ini/ and data.rar of `run` under `base`.
     bool Start(const std::string& run, const std::string& base, int32_t width, int32_t height,
                HatchingDemo* (*make)() = nullptr)
     {
@@ -43,18 +38,12 @@ public:
         setenv("SDL_AUDIODRIVER", "dummy", 1);
         setenv("TESSIMO_HEADLESS", "1", 1);
         UseManualCounter(kFrequency, 10 * kFrequency, 0);
-        ProgramOptions options;
-        options.width = width;
-        options.height = height;
-        options.forceWindowed = true;
-        StartProgram(options);
+        StartProgram(ProgramOptions{width, height, true}); // windowed whatever the settings say
         g_engine = make ? make() : new HatchingDemo;
         g_engine->Init();
         return true;
     }
-
-    // One frame; the back buffer is swapped at the next, so it can be read
-    // (bottom row first).
+    // One frame; its back buffer can be read until the next swaps it.
     bool Frame()
     {
         if (frames > 0)
@@ -63,7 +52,6 @@ public:
         ++frames;
         return g_engine->Frame();
     }
-
     // The engine's orderly end (console.log saved), the window, the sound.
     void Stop()
     {
@@ -76,7 +64,6 @@ public:
         ClearMessageQueue();
         UseSystemCounter();
     }
-
     std::string folder;
     int64_t frames = 0;
 };

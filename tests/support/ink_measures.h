@@ -1,11 +1,9 @@
-// How well a picture of the demo reads as ink (0 ink, 255 paper), over the
-// model's pixels from a shot with the model solid black (InkMaskMaterials).
+// How well a demo picture reads as ink (0 ink, 255 paper) over the model's pixels.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,9 +24,8 @@ constexpr int kOverlayTop = 528, kOverlayEnd = 600;
 inline std::vector<bool> ModelMask(const Picture& solid)
 {
     std::vector<bool> mask(static_cast<size_t>(solid.width) * solid.height);
-    for (size_t i = 0; i < mask.size(); ++i)
-        mask[i] = Grey(solid, int(i % solid.width), int(i / solid.width)) < 128 &&
-                  (int(i / solid.width) < kOverlayTop || int(i / solid.width) >= kOverlayEnd);
+    for (size_t i = 0, w = solid.width; i < mask.size(); ++i)
+        mask[i] = Grey(solid, i % w, i / w) < 128 && (i / w < kOverlayTop || i / w >= kOverlayEnd);
     return mask;
 }
 
@@ -85,76 +82,55 @@ struct ToneFit
     long samples = 0;
 };
 
-// A sphere seen by the demo's camera (eye (13.6, 7.7, 11.8) towards (0, -2,
-// -5), 45 degrees high), lit after `ticks` (0.01 a tick summed in floats, as
-// the demo does, on a circle of radius 15 at height 40): how the paper in
-// each 9 by 9 window on it follows N.L, and the steps over 32 bins of N.L.
+// A sphere seen and lit as by the demo after `ticks`: how the paper in each 9
+// by 9 window on it follows N.L, and the steps over 32 bins of N.L.
 inline ToneFit SphereTone(const Picture& picture, const std::vector<bool>& mask, long ticks,
                           const double centre[3], double radius)
 {
     using V = std::array<double, 3>;
-    auto unit = [](double x, double y, double z)
-    {
-        double l = std::sqrt(x * x + y * y + z * z);
-        return V{x / l, y / l, z / l};
-    };
     auto dot = [](const V& a, const V& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; };
-    const V eye = {13.6, 7.7, 11.8},
-            oc = {eye[0] - centre[0], eye[1] - centre[1], eye[2] - centre[2]};
-    V forward = unit(-eye[0], -2 - eye[1], -5 - eye[2]), side = unit(-forward[2], 0, forward[0]);
-    V up = unit(side[1] * forward[2] - side[2] * forward[1],
-                side[2] * forward[0] - side[0] * forward[2],
-                side[0] * forward[1] - side[1] * forward[0]);
+    auto along = [](V a, double s, const V& b) {
+        return V{a[0] + s * b[0], a[1] + s * b[1], a[2] + s * b[2]};
+    };
+    auto unit = [&](const V& v) { return along({0, 0, 0}, 1 / std::sqrt(dot(v, v)), v); };
+    const V eye = {13.6, 7.7, 11.8}, oc = along(eye, -1, {centre[0], centre[1], centre[2]});
+    const V forward = unit(along({0, -2, -5}, -1, eye)), side = unit({-forward[2], 0, forward[0]});
+    const V up = unit({side[1] * forward[2] - side[2] * forward[1],
+                       side[2] * forward[0] - side[0] * forward[2],
+                       side[0] * forward[1] - side[1] * forward[0]});
     float angle = 0;
     for (long i = 1; i < ticks; ++i)
         angle += 0.01f;
-    V light = unit(std::cos(angle) * 15.0, 40.0, std::sin(angle) * 15.0);
+    const V light = unit({std::cos(angle) * 15.0, 40.0, std::sin(angle) * 15.0});
     const int w = picture.width, h = picture.height;
     const double tanHalf = std::tan(22.5 * M_PI / 180.0), aspect = double(w) / h;
-    std::vector<double> lambert, paper;
+    // Sums of N.L (l) and paper (p) for the correlation, and both in 32 bins of N.L.
+    double n = 0, sl = 0, sp = 0, sll = 0, spp = 0, slp = 0;
+    std::vector<double> total(32, 0), count(32, 0);
     for (int y = 4; y + 4 < h; ++y)
         for (int x = 4; x + 4 < w; ++x)
         {
-            long total = 0, onModel = 0;
+            long sum = 0, onModel = 0;
             for (int dy = -4; dy <= 4; ++dy)
                 for (int dx = -4; dx <= 4; ++dx)
                 {
-                    total += Grey(picture, x + dx, y + dy);
+                    sum += Grey(picture, x + dx, y + dy);
                     onModel += mask[static_cast<size_t>(y + dy) * w + x + dx];
                 }
-            double px = (2.0 * (x + 0.5) / w - 1.0) * tanHalf * aspect;
-            double py = (1.0 - 2.0 * (y + 0.5) / h) * tanHalf;
-            V ray =
-                unit(forward[0] + px * side[0] + py * up[0], forward[1] + px * side[1] + py * up[1],
-                     forward[2] + px * side[2] + py * up[2]);
-            double b = dot(oc, ray), disc = b * b - dot(oc, oc) + radius * radius;
+            const double px = (2.0 * (x + 0.5) / w - 1.0) * tanHalf * aspect,
+                         py = (1.0 - 2.0 * (y + 0.5) / h) * tanHalf;
+            const V ray = unit(along(along(forward, px, side), py, up));
+            const double b = dot(oc, ray), disc = b * b - dot(oc, oc) + radius * radius;
             if (onModel != 81 || disc < 0)
                 continue;
-            double t = -b - std::sqrt(disc);
-            V n = {(oc[0] + t * ray[0]) / radius, (oc[1] + t * ray[1]) / radius,
-                   (oc[2] + t * ray[2]) / radius};
-            lambert.push_back(std::max(0.0, dot(n, light)));
-            paper.push_back(total / (81.0 * 255.0));
+            const V normal = along({0, 0, 0}, 1 / radius, along(oc, -b - std::sqrt(disc), ray));
+            const double l = std::max(0.0, dot(normal, light)), p = sum / (81.0 * 255.0);
+            n += 1, sl += l, sp += p, sll += l * l, spp += p * p, slp += l * p;
+            total[std::min(31, int(l * 32))] += p, ++count[std::min(31, int(l * 32))];
         }
-    ToneFit fit;
-    fit.samples = static_cast<long>(lambert.size());
-    if (lambert.size() < 2)
-        return fit;
-    double ml = 0, mp = 0, sll = 0, spp = 0, slp = 0;
-    for (size_t i = 0; i < lambert.size(); ++i)
-        ml += lambert[i] / lambert.size(), mp += paper[i] / paper.size();
-    for (size_t i = 0; i < lambert.size(); ++i)
-    {
-        sll += (lambert[i] - ml) * (lambert[i] - ml);
-        spp += (paper[i] - mp) * (paper[i] - mp);
-        slp += (lambert[i] - ml) * (paper[i] - mp);
-    }
-    fit.correlation = sll > 0 && spp > 0 ? slp / std::sqrt(sll * spp) : 0;
+    const double vl = n * sll - sl * sl, vp = n * spp - sp * sp;
+    ToneFit fit{vl > 0 && vp > 0 ? (n * slp - sl * sp) / std::sqrt(vl * vp) : 0, 0, long(n)};
     // A step: a bin of 20 samples or more 1/128 lighter than those before.
-    std::vector<double> total(32, 0), count(32, 0);
-    for (size_t i = 0; i < lambert.size(); ++i)
-        total[std::min(31, int(lambert[i] * 32))] += paper[i],
-            ++count[std::min(31, int(lambert[i] * 32))];
     double lightest = -1;
     for (int i = 0; i < 32; ++i)
         if (count[i] >= 20 && total[i] / count[i] >= lightest + 1.0 / 128)

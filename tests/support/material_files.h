@@ -1,7 +1,5 @@
-// Files for the resource suites: Windows bitmaps of a known picture (the
-// pixels go out plain whatever the compression says; run-length codes are
-// written by hand), raw Targa files, and start directories for the engine
-// ("<dir>/ini", "<dir>/tga") with the real token table and given definitions.
+// Bitmaps of a known picture (always written plain: run-length codes are
+// made by hand), Targa files, and engine start folders with given materials.
 #pragma once
 
 #include <algorithm>
@@ -64,7 +62,7 @@ struct BmpOptions
     bool topDown = false;
 };
 
-inline void Put(Bytes& b, uint32_t v, int bytes)
+inline void Put(Bytes& b, uint32_t v, int bytes) // little-endian
 {
     for (int i = 0; i < bytes; ++i)
         b.push_back(uint8_t(v >> 8 * i));
@@ -116,11 +114,9 @@ inline Bytes WriteBmp(const Picture& p, const BmpOptions& o)
         Put(info, p.width | p.height << 16, 4), Put(info, 1 | o.bitCount << 16, 4);
     else
     {
-        Put(info, p.width, 4);
-        Put(info, o.topDown ? uint32_t(-int32_t(p.height)) : p.height, 4);
-        Put(info, 1 | o.bitCount << 16, 4);
         for (uint32_t v :
-             {o.compression, uint32_t(pixels.size()), 2835u, 2835u, uint32_t(p.palette.size()), 0u})
+             {p.width, o.topDown ? uint32_t(-int32_t(p.height)) : p.height, 1 | o.bitCount << 16,
+              o.compression, uint32_t(pixels.size()), 2835u, 2835u, uint32_t(p.palette.size()), 0u})
             Put(info, v, 4);
         for (uint32_t i = 0; o.compression == 3 && i < 3; ++i)
             Put(info, m[i], 4); // inside the longer headers, behind the 40-byte one

@@ -1,5 +1,4 @@
-// Model files written byte by byte (every count and offset stated, hostile
-// ones too), meshes filled in place, and a mesh's triangles as numbers.
+// Model files byte by byte (hostile counts too), meshes filled, triangles read.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +18,6 @@ class ModelBytes
 public:
     // The 27-byte header with `meshCount`.
     explicit ModelBytes(uint32_t meshCount) { Text("test model file", 19).Put(1u).Put(meshCount); }
-
     // A mesh record: texture coordinates (vertex number, 0), normals (0, 0, 1).
     ModelBytes& Mesh(const char* name, const char* shader, const std::vector<float>& positions,
                      const std::vector<uint32_t>& faces, float x = 0, float y = 0, float z = 0)
@@ -36,14 +34,12 @@ public:
             Put(f);
         return *this;
     }
-
     // The 84 bytes before a record's arrays, with any counts.
     ModelBytes& Head(const char* name, const char* shader, uint32_t faces, uint32_t vertices,
                      float x = 0, float y = 0, float z = 0)
     {
         return Text(name, 32).Text(shader, 32).Put(x).Put(y).Put(z).Put(faces).Put(vertices);
     }
-
     std::string String() const { return bytes; }
 
 private:
@@ -61,8 +57,7 @@ private:
     std::string bytes;
 };
 
-// Fills `mesh` (false: a full pool); texture coordinates (vertex number, 0),
-// normals (0, 0, 1) unless given.
+// Fills `mesh` (false: a full pool), uv and normals as in ModelBytes::Mesh.
 inline bool FillMesh(::Mesh& mesh, const std::vector<float>& positions,
                      const std::vector<uint32_t>& faces, const std::vector<float>& normals = {})
 {
@@ -83,10 +78,8 @@ inline bool FillMesh(::Mesh& mesh, const std::vector<float>& positions,
     return true;
 }
 
-// A triangle's corners: position, normal, texture coordinate each.
+// The mesh's triangles in face order, each corner's position, normal, uv.
 using Triangle = std::array<std::array<float, 8>, 3>;
-
-// The mesh's triangles in face order.
 inline std::vector<Triangle> Triangles(const ::Mesh& mesh)
 {
     std::vector<Triangle> out(mesh.faceCount);
