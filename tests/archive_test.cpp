@@ -46,12 +46,11 @@ Bytes SourceText(size_t n)
 // A picture, `depth` bytes a pixel: gradients with noise.
 Bytes Image(int width, int height, int depth, uint32_t seed)
 {
-    std::mt19937 rng(seed);
-    Bytes b;
-    for (int i = 0; i < width * height * depth; ++i)
+    Bytes b = RandomBytes(size_t(width) * height * depth, seed);
+    for (size_t i = 0; i < b.size(); ++i)
     {
         int x = i / depth % width, y = i / depth / width, channel[4] = {x, 2 * y, x * y / 64, 255};
-        b.push_back(uint8_t(channel[i % depth] + (rng() & 3)));
+        b[i] = uint8_t(channel[i % depth] + (b[i] & 3));
     }
     return b;
 }
@@ -104,132 +103,7 @@ void ExpectAllBack(const Bytes& archive, const std::vector<Item>& items, const c
     g_rarPlainDecoding = false;
 }
 
-// The inputs of tests/data/archive_known.rar (tessimo-rar create --password "known answer"):
-// a short match of the last slot, a distance from slot 12289, audio, stored bytes.
-std::vector<Item> KnownItems()
-{
-    uint32_t seed = 1;
-    auto next = [&] { return uint8_t((seed = seed * 1103515245u + 12345u) >> 16); };
-    Bytes lz, pcm, raw;
-    for (int i = 0; i < 300; ++i)
-        lz.push_back(uint8_t('a' + next() % 26));
-    lz[250] = lz[50];
-    lz[251] = lz[51];
-    lz[249] = lz[49] == 'a' ? 'b' : 'a';
-    lz[252] = lz[52] == 'a' ? 'b' : 'a';
-    Bytes head(lz.begin(), lz.begin() + 64);
-    lz.insert(lz.end(), 12300, ' ');
-    lz.insert(lz.end(), head.begin(), head.end());
-    for (int i = 0; i < 400; ++i)
-        for (int c = 0; c < 3; ++c)
-            pcm.push_back(uint8_t(i * (c + 1) + next() % 2));
-    for (int i = 0; i < 40; ++i)
-        raw.push_back(next());
-    return {{"tsm\\lz.txt", lz}, {"tga\\pcm.raw", pcm}, {"raw.bin", raw}};
-}
-
-} // namespace
-
-// The committed archive pins what our reader and writer could share wrongly.
-TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
-{
-    const Bytes check = FromText("123456789"), random = RandomBytes(4096, 8);
-    EXPECT_EQ(RarCrc32(RarCrc32(0, check.data(), 4), check.data() + 4, 5), 0xCBF43926u);
-    // Lengths around the folds, odd starts, carried CRCs: fast as plain.
-    for (size_t n = 0; n < 300; ++n)
-    {
-        const uint8_t* start = random.data() + n % 13;
-        size_t size = n < 200 ? n : random.size() - 7 * n;
-        g_rarPlainDecoding = true;
-        uint32_t plain = RarCrc32(0, start, size);
-        g_rarPlainDecoding = false;
-        EXPECT_EQ(RarCrc32(RarCrc32(0, start, size / 3), start + size / 3, size - size / 3), plain);
-    }
-
-    const std::string path = Env("TESSIMO_SOURCE_DIR") + "/tests/data/archive_known.rar";
-    const Bytes known = FromText(testsupport::ReadText(path));
-    ASSERT_EQ(known.size(), 832u);
-    EXPECT_EQ(RarCrc32(0, known.data(), known.size()), 0xF5DBE771u);
-    std::vector<Item> items = KnownItems();
-    ExpectAllBack(known, items, "known answer", "committed", true);
-    EXPECT_EQ(Extract(known, "raw.bin", nullptr, "known answeR"), S::WrongPassword);
-
-    RarWriterOptions options;
-    options.password = "known answer";
-    EXPECT_TRUE(Write(items, options) == known) << "the writer's bytes changed";
-
-    // FileBuffer: one name from the disk (caselessly) and from the archive; reads past the end
-    // move nothing.
-    testsupport::TempDir temp;
-    std::filesystem::create_directory("Tsm");
-    testsupport::WriteText("Tsm/Lz.TXT", "disk!");
-    FileBuffer disk, packed, none;
-    ASSERT_TRUE(disk.Open("tsm\\lz.txt", "", nullptr));
-    ASSERT_TRUE(packed.Open("TSM/LZ.txt", path.c_str(), "known answer"));
-    EXPECT_TRUE(Bytes(packed.data, packed.data + packed.size) == items[0].second);
-    uint8_t four[4] = {}, *pointer = four;
-    EXPECT_TRUE(disk.Read(four, 2) && !disk.Read(four, 4) && !disk.ReadPointer(&pointer, 4));
-    EXPECT_TRUE(pointer == four && disk.position == 2u && !memcmp(four, "di", 2));
-    EXPECT_TRUE(disk.ReadPointer(&pointer, 3) && pointer == disk.data + 2);
-    EXPECT_TRUE(disk.Read(four, 0) && !disk.Read(four, 1));
-    disk.Close();
-    EXPECT_TRUE(!disk.data && !disk.size && !disk.position && !disk.loaded);
-    EXPECT_TRUE(!none.Open("no\\such", path.c_str(), nullptr) && RarLastStatus() == S::NoEntry);
-    EXPECT_TRUE(!none.Open("lz.txt", "no.rar", nullptr) && RarLastStatus() == S::NoArchive);
-}
-
-// Every kind of data in every mode; each password length gives its own key.
-TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
-{
-    RarWriterOptions o;
-    std::vector<Item> items = {{"empty", {}},
-                               {"one", {42}},
-                               {"tsm\\text.txt", SourceText(200000)},
-                               {"tga\\rgb.raw", Image(300, 200, 3, 1)},
-                               {"tga\\rgba.raw", Image(128, 128, 4, 2)},
-                               {"random.bin", RandomBytes(70000, 3)},
-                               {"zeros.bin", Bytes(100000, 0)},
-                               {"tiny", {'a', 'b', 'a', 'b', 'a'}}};
-    for (bool solid : {false, true})
-        for (const char* password : {(const char*)nullptr, "mirodune"})
-            for (int audio : {-2, -1, 0, 1, 2, 3, 4})
-            {
-                o.solid = solid;
-                o.password = password;
-                o.audio = audio == -2 ? -1 : audio;
-                o.store = audio == -2;
-                ExpectAllBack(Write(items, o), items, password,
-                              "solid " + std::to_string(solid) + " audio " + std::to_string(audio),
-                              !password);
-            }
-    o = {};
-    for (int audio : {-2, 5})
-    {
-        o.audio = audio;
-        Bytes archive;
-        std::string error;
-        EXPECT_FALSE(RarWriteArchive(nullptr, 0, o, &archive, &error)) << audio;
-        EXPECT_EQ(error, "audio channels must be 1 to 4");
-    }
-    o = {};
-    items = {{"packed", SourceText(300)}, {"stored", RandomBytes(21, 4)}};
-    std::string password;
-    for (int n = 1; n <= 255; ++n)
-    {
-        password += char(33 + (n * 37) % 90);
-        o.password = password.c_str();
-        Bytes archive = Write(items, o);
-        ExpectAllBack(archive, items, password.c_str(), "length " + std::to_string(n));
-        EXPECT_EQ(Extract(archive, "packed", nullptr, password.substr(0, n - 1).c_str()),
-                  n == 1 ? S::NeedPassword : S::WrongPassword);
-    }
-}
-
-namespace
-{
-
 // The format's slot tables, from their rules.
-const auto LengthBase = [](uint32_t s) { return s < 8 ? s : (4 + (s & 3)) << (s / 4 - 1); };
 const auto LengthBits = [](uint32_t s) { return s < 8 ? 0 : s / 4 - 1; };
 const auto DistanceBase = [](uint32_t s) {
     return s < 4 ? s : s < 36 ? (2 + (s & 1)) << (s / 2 - 1) : 262144 + (s - 36) * 65536;
@@ -294,6 +168,104 @@ void Copy(Bytes* out, size_t distance, size_t length)
 
 } // namespace
 
+// tests/data/archive_known.rar (tessimo-rar create --password "known answer") pins what our
+// reader and writer could share wrongly: tsm\lz.txt holds a short match of the last slot and a
+// distance from slot 12289, tga\pcm.raw audio, raw.bin stored bytes; its CRCs pin the contents.
+TEST(ArchiveKnownAnswer, CommittedArchiveAndCrc)
+{
+    const Bytes check = FromText("123456789"), random = RandomBytes(4096, 8);
+    EXPECT_EQ(RarCrc32(RarCrc32(0, check.data(), 4), check.data() + 4, 5), 0xCBF43926u);
+    for (size_t n = 0; n < 300; ++n) // lengths around the folds, odd starts, carried CRCs
+    {
+        const uint8_t* start = random.data() + n % 13;
+        size_t size = n < 200 ? n : random.size() - 7 * n;
+        g_rarPlainDecoding = true;
+        uint32_t plain = RarCrc32(0, start, size);
+        g_rarPlainDecoding = false;
+        EXPECT_EQ(RarCrc32(RarCrc32(0, start, size / 3), start + size / 3, size - size / 3), plain);
+    }
+
+    const std::string path = Env("TESSIMO_SOURCE_DIR") + "/tests/data/archive_known.rar";
+    const Bytes known = FromText(testsupport::ReadText(path));
+    ASSERT_EQ(known.size(), 832u);
+    EXPECT_EQ(RarCrc32(0, known.data(), known.size()), 0xF5DBE771u);
+    std::vector<Item> items = {{"tsm\\lz.txt", {}}, {"tga\\pcm.raw", {}}, {"raw.bin", {}}};
+    for (auto& [name, data] : items)
+        EXPECT_EQ(Extract(known, name, &data, "known answer"), S::Ok) << name;
+    ExpectAllBack(known, items, "known answer", "committed", true);
+    EXPECT_EQ(Extract(known, "raw.bin", nullptr, "known answeR"), S::WrongPassword);
+
+    RarWriterOptions options;
+    options.password = "known answer";
+    EXPECT_TRUE(Write(items, options) == known) << "the writer's bytes changed";
+
+    // FileBuffer: one name from the disk (caselessly) and from the archive; reads past the end
+    // move nothing.
+    testsupport::TempDir temp;
+    std::filesystem::create_directory("Tsm");
+    testsupport::WriteText("Tsm/Lz.TXT", "disk!");
+    FileBuffer disk, packed, none;
+    ASSERT_TRUE(disk.Open("tsm\\lz.txt", "", nullptr));
+    ASSERT_TRUE(packed.Open("TSM/LZ.txt", path.c_str(), "known answer"));
+    EXPECT_TRUE(Bytes(packed.data, packed.data + packed.size) == items[0].second);
+    uint8_t four[4] = {}, *pointer = four;
+    EXPECT_TRUE(disk.Read(four, 2) && !disk.Read(four, 4) && !disk.ReadPointer(&pointer, 4));
+    EXPECT_TRUE(pointer == four && disk.position == 2u && !memcmp(four, "di", 2));
+    EXPECT_TRUE(disk.ReadPointer(&pointer, 3) && pointer == disk.data + 2);
+    EXPECT_TRUE(disk.Read(four, 0) && !disk.Read(four, 1));
+    disk.Close();
+    EXPECT_TRUE(!disk.data && !disk.size && !disk.position && !disk.loaded);
+    EXPECT_TRUE(!none.Open("no\\such", path.c_str(), nullptr) && RarLastStatus() == S::NoEntry);
+    EXPECT_TRUE(!none.Open("lz.txt", "no.rar", nullptr) && RarLastStatus() == S::NoArchive);
+}
+
+// Every kind of data in every mode; each password length gives its own key.
+TEST(ArchiveRoundTrip, EveryKindOfDataInEveryMode)
+{
+    RarWriterOptions o;
+    std::vector<Item> items = {{"empty", {}},
+                               {"one", {42}},
+                               {"tsm\\text.txt", SourceText(200000)},
+                               {"tga\\rgb.raw", Image(300, 200, 3, 1)},
+                               {"tga\\rgba.raw", Image(128, 128, 4, 2)},
+                               {"random.bin", RandomBytes(70000, 3)},
+                               {"zeros.bin", Bytes(100000, 0)},
+                               {"tiny", {'a', 'b', 'a', 'b', 'a'}}};
+    for (bool solid : {false, true})
+        for (const char* password : {(const char*)nullptr, "mirodune"})
+            for (int audio : {-2, -1, 0, 1, 2, 3, 4})
+            {
+                o.solid = solid;
+                o.password = password;
+                o.audio = audio == -2 ? -1 : audio;
+                o.store = audio == -2;
+                ExpectAllBack(Write(items, o), items, password,
+                              "solid " + std::to_string(solid) + " audio " + std::to_string(audio),
+                              !password);
+            }
+    Bytes archive;
+    std::string error;
+    for (int audio : {-2, 5})
+    {
+        o.audio = audio;
+        EXPECT_TRUE(!RarWriteArchive(nullptr, 0, o, &archive, &error) &&
+                    error == "audio channels must be 1 to 4")
+            << audio << error;
+    }
+    o = {};
+    items = {{"packed", SourceText(300)}, {"stored", RandomBytes(21, 4)}};
+    std::string password;
+    for (int n = 1; n <= 255; ++n)
+    {
+        password += char(33 + (n * 37) % 90);
+        o.password = password.c_str();
+        archive = Write(items, o);
+        ExpectAllBack(archive, items, password.c_str(), "length " + std::to_string(n));
+        EXPECT_EQ(Extract(archive, "packed", nullptr, password.substr(0, n - 1).c_str()),
+                  n == 1 ? S::NeedPassword : S::WrongPassword);
+    }
+}
+
 // What the writer may never produce: a repeat straight after a reset (0 bytes at distance 0),
 // a match before the first byte, code length repeats at index 0; every distance and short slot
 // past a window wrap.
@@ -317,10 +289,9 @@ TEST(ArchiveStream, RepeatsAtTheStartAndEverySlot)
     for (uint32_t slot = 0; slot < 48; ++slot)
         for (uint32_t extra : {0u, (1u << DistanceBits(slot)) - 1})
         {
-            s.Long(13, 3, slot, extra); // length 20 + 3 + 3, and more far away
+            s.Long(13, 3, slot, extra); // length 20 + 3 + 3 (slot 13: 20), and more far away
             uint32_t distance = DistanceBase(slot) + 1 + extra;
-            Copy(&expected, distance,
-                 LengthBase(13) + 6 + (distance >= 0x2000) + (distance >= 0x40000));
+            Copy(&expected, distance, 26 + (distance >= 0x2000) + (distance >= 0x40000));
         }
     for (uint32_t slot = 0; slot < 8; ++slot)
         for (uint32_t extra : {0u, (1u << kShortBitsKnown[slot]) - 1})

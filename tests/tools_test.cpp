@@ -124,8 +124,7 @@ TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
     EXPECT_EQ(ReadText("in.txt"), "input bytes");
     EXPECT_EQ(ReadText("old.txt"), "old bytes");
 
-    // Through a link the target gets the bytes a plain file gets; the link
-    // stays, and a dangling one makes its target.
+    // Through a link (a dangling one too) the target gets a plain file's bytes; the link stays.
     for (const char* target : {"old.txt", "new.txt"})
         for (const char* command :
              {"tessimo-rar create OUT in.txt", "tessimo-font default OUT",
