@@ -1,10 +1,6 @@
 // The GL-free fuzz targets, one executable each: FUZZ_TARGET names the function that takes
 // the input. Each aborts where a result breaks its reader's promise.
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 #include <vector>
 
 #include "app/input.h"
@@ -53,9 +49,8 @@ int fuzz_console(const uint8_t* bytes, size_t size)
             console.Execute(line);
         else
             console.Update(&input);
-        CheckConsoleBuffers(console);
     };
-    Replay(bytes, size, input.keys, 511, int(size) + 1, step);
+    Replay(bytes, size, input.keys, 511, int(size) + 1, console, step);
     if (fixed != 7 || folder.path.empty())
         abort();
     return 0;
@@ -183,7 +178,6 @@ int fuzz_shader_load(const uint8_t* bytes, size_t size)
                            split == std::string::npos ? input : input.substr(split + 1));
     std::string first = shaders.substr(shaders.find('[') + 1); // the first section's name
     first.resize(std::min<size_t>(first.find(']'), 400));
-
     testsupport::StubEngine engine(dir);
     g_engine = &engine;
     for (const std::string& name :
