@@ -1,5 +1,5 @@
-// The command-line tools' convention: help, bad arguments (status 2), failed runs (status 1,
-// nothing left behind), links followed, inputs never overwritten, clean archive names.
+// The tools' convention: help on standard output, bad arguments (status 2, option, value and
+// range told), failed runs (status 1, nothing left), links followed, inputs kept, clean names.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -31,17 +31,8 @@ ToolRun Tool(const std::string& command, const std::string& out = "", const std:
     return testsupport::RunTool(args, out);
 }
 
-std::set<std::string> Listing(const std::string& dir)
+TEST(ToolConvention, HelpBadArgumentsFailedRunsLinksAndArchiveNames)
 {
-    std::set<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(dir))
-        names.insert(entry.path().filename().string());
-    return names;
-}
-
-TEST(ToolConvention, HelpOnStandardOutputAndBadArgumentsWithTheirRange)
-{
-    // A bad argument: the line naming the option, the value and its range.
     const std::pair<std::string, std::string> tools[] = {
         {"tessimo-rar create x.rar --audio 5 in", "--audio 5: expected auto, off or 1 to 4"},
         {"tessimo-tam --size 100000 --digest",
@@ -57,17 +48,14 @@ TEST(ToolConvention, HelpOnStandardOutputAndBadArgumentsWithTheirRange)
         SCOPED_TRACE(command);
         const std::string name = command.substr(0, command.find(' '));
         ToolRun help = Tool(name + " --help"), r = Tool(command);
-        const std::string usage = Lines(help.out).empty() ? "" : Lines(help.out)[0];
+        const std::string usage = help.out.substr(0, help.out.find('\n'));
         EXPECT_TRUE(help.status == 0 && help.err.empty() && Lines(help.out).size() > 1);
         EXPECT_EQ(usage.rfind("usage: " + name + " ", 0), 0u) << help.out;
         EXPECT_EQ(Tool(name + " -h").out, help.out);
         EXPECT_TRUE(r.status == 2 && r.out.empty()) << r.err;
         EXPECT_EQ(r.err, name + ": " + badLine + "\n" + usage + "\n");
     }
-}
-
-TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
-{
+    // Failed runs (status 1) leave nothing behind; links are followed; archive names are clean.
     testsupport::TempDir temp;
     WriteText("in.txt", "input bytes");
     WriteText("tri.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
@@ -76,8 +64,14 @@ TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
     ASSERT_EQ(Tool("tessimo-rar create pw.rar --password right in.txt").status, 0);
     std::filesystem::create_hard_link("in.txt", "hard.rar");
     const std::string full = testsupport::MakeFullDevice(temp.path);
-    const std::set<std::string> before = Listing(temp.path);
-
+    auto listing = [&]
+    {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(temp.path))
+            names.insert(entry.path().filename().string());
+        return names;
+    };
+    const std::set<std::string> before = listing();
     // Command (FULL: the full device), standard output, the line told.
     const std::string ns = "No space left on device";
     const std::vector<std::vector<std::string>> failures = {
@@ -118,14 +112,12 @@ TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
         EXPECT_TRUE(r.status == 1 && Lines(r.err).size() == 1 && r.err.rfind(tool + ": ", 0) == 0)
             << r.err;
         EXPECT_TRUE(f[2].empty() || r.err == tool + ": " + f[2] + "\n") << r.err;
-        EXPECT_EQ(Listing(temp.path), before);
+        EXPECT_EQ(listing(), before);
         EXPECT_TRUE(std::filesystem::is_character_file(full));
     }
     EXPECT_EQ(ReadText("in.txt"), "input bytes");
     EXPECT_EQ(ReadText("old.txt"), "old bytes");
-
-    // Through a link the target gets the bytes a plain file gets; the link
-    // stays, and a dangling one makes its target.
+    // Through a link (a dangling one too) the target gets a plain file's bytes; the link stays.
     for (const char* target : {"old.txt", "new.txt"})
         for (const char* command :
              {"tessimo-rar create OUT in.txt", "tessimo-font default OUT",
@@ -152,7 +144,6 @@ TEST(ToolConvention, FailedRunsLeaveNothingLinksAreFollowedArchiveNamesAreClean)
     EXPECT_TRUE(std::filesystem::exists("pictures/contact_sheet.png"));
     ToolRun r = Tool("tessimo-rar extract in.rar in.txt --output /dev/stdout");
     EXPECT_TRUE(r.status == 0 && r.out == "input bytes");
-
     const std::string absolute = temp.path + "/in.txt";
     r = Tool("tessimo-rar create t.rar --store " + absolute +
              " in.txt=C:\\x\\y.txt in.txt=//lead/z in.txt=\\C:d:\\e");

@@ -1,4 +1,4 @@
-// What the console fuzz targets share: the replay of an input and the check of the console.
+// What the fuzz targets share, standard headers included: an input replayed, the console checked.
 #pragma once
 
 #include <cstdint>
@@ -8,23 +8,12 @@
 
 #include "console/console.h"
 
-// Every console line terminated, the input line at its cursor.
-inline void CheckConsoleBuffers(const Console& console)
-{
-    if (console.cursor >= sizeof console.input ||
-        memchr(console.input, 0, sizeof console.input) != console.input + console.cursor ||
-        !memchr(console.recall, 0, sizeof console.recall))
-        abort();
-    for (uint32_t i = 0; i < console.HeldLines(); ++i)
-        if (!memchr(console.Line(i), 0, console.lineLength))
-            abort();
-}
-
 // The first byte odd: the rest toggles `keys`, each 0 and the end a frame, step(nullptr); even:
-// lines of at most `longest` bytes, step(line). At most `steps` steps.
+// lines of at most `longest` bytes, step(line). At most `steps` steps, after each of which every
+// line of `console` must be terminated and its input line end at its cursor.
 template <typename Step>
 void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longest, int steps,
-            Step step)
+            const Console& console, Step step)
 {
     const bool typing = size > 0 && (bytes[0] & 1);
     std::string text;
@@ -39,6 +28,13 @@ void Replay(const uint8_t* bytes, size_t size, unsigned char* keys, size_t longe
             step(typing ? nullptr : text.c_str());
             text.clear();
             --steps;
+            if (console.cursor >= sizeof console.input ||
+                memchr(console.input, 0, sizeof console.input) != console.input + console.cursor ||
+                !memchr(console.recall, 0, sizeof console.recall))
+                abort();
+            for (uint32_t n = 0; n < console.HeldLines(); ++n)
+                if (!memchr(console.Line(n), 0, console.lineLength))
+                    abort();
         }
     }
 }

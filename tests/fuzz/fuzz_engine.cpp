@@ -3,13 +3,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "app/input.h"
-#include "console/console.h"
 #include "resources/resource_list.h"
 #include "resources/screen_font.h"
 #include "resources/shader.h"
@@ -47,22 +45,19 @@ const std::map<std::string, void (*)(const char*)> kOperations = {
     {"!listvp", [](const char*) { demo->ListVertexPrograms(); }},
     {"!addvp", [](const char* a) { demo->AddVertexProgram(a); }},
     {"!deltex", [](const char* a) { demo->DeleteTexture(demo->FindTexture(a)); }},
-    {"!settex",
-     [](const char* a)
-     {
-         if (Texture* texture = demo->FindTexture(a))
-             demo->SetTexture(texture);
-     }},
+    {"!settex", [](const char* a) { demo->SetTexture(demo->FindTexture(a)); }},
     {"!setshader", [](const char* a) { demo->SetShader(demo->FindShader(a)); }},
     {"!setvp", [](const char* a) { demo->SetVertexProgram(demo->FindVertexProgram(a)); }},
 };
 
-std::vector<void*> Entries(const ResourceList* list)
+// `held` with the objects of `list` after it (with no list, the live shaders).
+std::vector<void*> Entries(const ResourceList* list, std::vector<void*> held = {})
 {
-    std::vector<void*> entries;
-    for (ResourceListNode* n = list->First(); n; n = list->Next(n))
-        entries.push_back(n->object);
-    return entries;
+    for (ResourceListNode* n = list ? list->First() : nullptr; n; n = list->Next(n))
+        held.push_back(n->object);
+    for (Shader* s = list ? nullptr : Shader::FirstLive(); s; s = s->NextLive())
+        held.push_back(s);
+    return held;
 }
 
 // The registries and the live shaders, in a fixed order: equal snapshots need no rebuild.
@@ -70,23 +65,17 @@ std::vector<void*> Snapshot()
 {
     std::vector<void*> held = {reinterpret_cast<void*>(demo->removedTextures.size())};
     for (const ResourceList* list : {demo->textures, demo->shaders, demo->vertexPrograms})
-        for (void* p : Entries(list))
-            held.push_back(p);
-    for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
-        held.push_back(s);
-    return held;
+        held = Entries(list, held);
+    return Entries(nullptr, held);
 }
 
 // No pointer into the registries may outlive its object.
 void CheckHeld()
 {
-    std::vector<void*> textures = Entries(demo->textures);
+    std::vector<void*> textures = Entries(demo->textures, {demo->artMap, nullptr});
     textures.insert(textures.end(), demo->removedTextures.begin(), demo->removedTextures.end());
-    textures.insert(textures.end(), {demo->artMap, nullptr});
-    std::vector<void*> programs = Entries(demo->vertexPrograms), shaders = {nullptr};
-    programs.push_back(nullptr);
-    for (Shader* s = Shader::FirstLive(); s; s = s->NextLive())
-        shaders.push_back(s);
+    std::vector<void*> programs = Entries(demo->vertexPrograms, {nullptr});
+    std::vector<void*> shaders = Entries(nullptr, {nullptr});
     auto need = [](const std::vector<void*>& set, const void* p)
     {
         if (std::find(set.begin(), set.end(), p) == set.end())
@@ -116,9 +105,7 @@ void Rebuild()
 {
     demo->SetShader(nullptr);
     demo->SetVertexProgram(nullptr);
-    if (demo->currentTexture)
-        demo->currentTexture->Unbind();
-    demo->currentTexture = nullptr;
+    demo->SetTexture(nullptr);
     demo->font->shader = nullptr;
     for (uint32_t i = 0; i < demo->model->meshCount; ++i)
     {
@@ -177,7 +164,6 @@ void Step(const char* line)
         demo->console->Execute(line);
     runner->Frame();
     CheckHeld();
-    CheckConsoleBuffers(*static_cast<Console*>(demo->console));
 }
 
 } // namespace
@@ -206,7 +192,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
 {
-    Replay(bytes, size, g_input->keys, 300, 24, Step);
+    Replay(bytes, size, g_input->keys, 300, 24, *static_cast<Console*>(demo->console), Step);
     Restore();
     return 0;
 }
