@@ -17,8 +17,7 @@
 namespace
 {
 
-using testsupport::Lines;
-using testsupport::ReadText;
+using namespace testsupport;
 
 const char* const kDrawn = R"(- tessimo has drawn \d+ frames in \d+ seconds, average FPS : .+)";
 const char* const kNoFrames =

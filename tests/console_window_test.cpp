@@ -149,12 +149,13 @@ std::vector<std::string> Wanted()
     return wanted;
 }
 
-TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
+using ConsoleWindow = testsupport::RunDirTest;
+
+TEST_F(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
 {
     if (testsupport::Env("DISPLAY").empty())
         GTEST_SKIP() << "no X display";
-    std::string dir = testsupport::MakeRunDir(true);
-    ASSERT_FALSE(dir.empty());
+    std::string dir = RunDir();
     testsupport::ChildGuard program{testsupport::StartProgram(dir, "dummy")};
     auto log = [&] { return testsupport::ReadText(dir + "/tessimo2.log"); };
     ASSERT_TRUE(
@@ -213,8 +214,6 @@ TEST(ConsoleWindow, TypedLinesTheirResultsAndTheBox)
     // The new context answers as the first did.
     auto renderer = std::find(lines.begin(), lines.end(), "gl_renderer") + 1;
     EXPECT_EQ(*renderer, lines[lines.size() - 4]);
-    if (!::testing::Test::HasFailure())
-        testsupport::RunTool({"/bin/rm", "-rf", dir});
 }
 
 } // namespace

@@ -12,12 +12,9 @@ tessimo_test(demo_window_test LABEL window TIMEOUT 300
 add_dependencies(demo_window_test tessimo2 tessimo_data)
 
 # In the sanitizer tree (scripts/build --fuzz): the real demo for a few ticks
-# under AddressSanitizer, LeakSanitizer and UndefinedBehaviorSanitizer, on
-# that tree's own run directory. Leaks that the GL driver, LLVM and the
-# window system's libraries keep until exit are suppressed (demo_lsan.supp);
-# ours are not. The driver and Mesa's EGL are preloaded so that they stay
-# mapped at exit: the leak report can then name them and the suppressions
-# match.
+# under ASan, LSan and UBSan. Leaks that the GL driver, LLVM and the window
+# system keep until exit are suppressed (demo_lsan.supp), ours are not; the
+# driver and Mesa's EGL are preloaded so that the report can name them.
 if(TESSIMO_SANITIZE)
   find_file(TESSIMO_SWRAST_DRI swrast_dri.so
     PATHS /usr/lib/x86_64-linux-gnu/dri /usr/lib64/dri /usr/lib/dri NO_DEFAULT_PATH)

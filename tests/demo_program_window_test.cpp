@@ -25,12 +25,7 @@
 namespace
 {
 
-using testsupport::Env;
-using testsupport::ReadText;
-using testsupport::StartProgram;
-using testsupport::WaitExit;
-using testsupport::WaitFor;
-using testsupport::WriteText;
+using namespace testsupport;
 
 const char* kTitle = "Tessimo 2 Engine";
 

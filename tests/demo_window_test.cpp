@@ -11,8 +11,7 @@
 namespace
 {
 
-using testsupport::Picture;
-using testsupport::ReadText;
+using namespace testsupport;
 
 const char* kTitle = "Tessimo 2 Engine";
 
@@ -25,12 +24,13 @@ int DarkPixels(const Picture& p, int x0, int y0, int x1, int y1)
     return n;
 }
 
-TEST(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
+using DemoWindow = testsupport::RunDirTest;
+
+TEST_F(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
 {
     if (testsupport::Env("DISPLAY").empty())
         GTEST_SKIP() << "no X display";
-    std::string dir = testsupport::MakeRunDir(true);
-    ASSERT_FALSE(dir.empty());
+    std::string dir = RunDir();
     testsupport::ChildGuard program{testsupport::StartProgram(dir, "dummy")};
 
     // Past start-up and the first second of statistics: paper along the top;
@@ -77,8 +77,6 @@ TEST(DemoWindow, TheAirplaneInInkMovesWithTheLightAndTheKeys)
     EXPECT_NE(log.find("- shutting down at"), std::string::npos) << log;
     EXPECT_NE(ReadText(dir + "/console.log").find("> 2 vertex program have been deleted"),
               std::string::npos);
-    if (!HasFailure())
-        testsupport::RunTool({"/bin/rm", "-rf", dir});
 }
 
 } // namespace

@@ -43,13 +43,9 @@ public:
 
 constexpr int64_t kFrequency = 1200; // 1/120 s is a whole number of counts
 
-// The frame driver: ticks at 120 frames a second, the rate from frame 121,
-// stalls and carried remainders, a backlog; then the update and render
-// percentages. InitGL sets each state it owns; height 0 takes 1; 2D is
-// y-down, unlit. Debug lines reset the cache's state and draw white; Escape
-// stops the demo (no EndFrame: the render time stays); its rate in single
-// precision. The render state cache sends a change only where its mirror
-// differs.
+// The frame driver's ticks, stalls, backlog and percentages; the states
+// InitGL owns and 2D mode; debug lines; Escape ending the demo; the render
+// state cache sending a change only where its mirror differs.
 TEST_F(EngineGl, TheFrameDriverInitGLDebugLinesTheDemosEndAndTheCache)
 {
     int64_t now = 1000 * kFrequency; // a machine that has run for a while

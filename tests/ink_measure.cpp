@@ -1,13 +1,7 @@
-// ink_measure: the measures of support/ink_measures.h for one picture, for
-// scripts/measure.
-//
-//   ink_measure PICTURE.png SOLID.png [--sphere TICKS]
-//   ink_measure --solid SHADERS.ini
-//
-// SOLID.png is the same shot with the model drawn solid black (the
-// materials that --solid writes into a run folder's Shaders.ini); --sphere
-// adds the tone measures of a sphere of radius 5 at (0, -2, -5) with the
-// light after TICKS ticks.
+// ink_measure (scripts/measure): the measures of support/ink_measures.h for a
+// picture; SOLID.png is the same shot with the model solid black (the materials
+// --solid writes into a Shaders.ini); --sphere adds the tone measures of a
+// sphere of radius 5 at (0, -2, -5) with the light after TICKS ticks.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

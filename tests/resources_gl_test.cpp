@@ -253,10 +253,8 @@ TEST_F(EngineGl, ShadersReachTheGlStateAndRegistriesLetGoOfWhatTheyDelete)
     EXPECT_EQ(engine->DeleteAllTextures() * 10 + engine->DeleteAllShaders(), 25);
 }
 
-// Each probe's flag and console line match the driver's whole-word list.
-// Console lines for a vertex program's compile and each rejection (line cut
-// at the feed or 255); reload keeps the GL name and, if the file has gone,
-// the program. Anisotropic filtering as a stage asks for it.
+// Probes match the driver's whole-word list; a vertex program's console lines;
+// reload keeps the GL name and the program; anisotropy as a stage asks.
 TEST_F(EngineGl, ProbesAndVertexProgramsReportAndKeepTheirLastProgram)
 {
     Start(std::string(kDefinitions) + "[Inked]\nnbstages=0\nvertex_program=vp\\ok.vp\n[Sharp]\n"

@@ -27,29 +27,15 @@ std::vector<int> Pixel(int x, int y)
     glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, p);
     return {p[0], p[1], p[2]};
 }
-// Runs tessimo-import with space-separated arguments.
-ToolRun Import(const std::string& arguments)
-{
-    std::vector<std::string> command = {Env("TESSIMO_BINARY_DIR") +
-                                        "/tools/tessimo-import/tessimo-import"};
-    std::istringstream words(arguments);
-    for (std::string w; words >> w;)
-        command.push_back(w);
-    return RunTool(command);
-}
 
 // A square of side 1 around the origin facing +z, and a triangle.
 const std::vector<float> kSquare = {-0.5f, -0.5f, 0, 0.5f, -0.5f, 0, 0.5f, 0.5f, 0, -0.5f, 0.5f, 0};
 const std::vector<uint32_t> kSquareFaces = {0, 1, 2, 0, 2, 3};
 const std::vector<float> kTriangle = {0, 0, 0, 1, 0, 0, 0, 1, 0};
 
-// A lit square drawn from the pool's render copy; the shadow of two
-// overlapping triangles above z = 0, a light at infinity above, drawn once
-// where they overlap too. The frustum of x in -2..2, y in -1..1, z from -1 to
-// -10 moved one unit right: a sphere touching its right face from outside is
-// skipped. Page Up climbs along y; the view, from the angles (both 0), is a
-// shift; forward goes along the view's backward axis, reversed. Missing,
-// empty and hostile model files: nothing of a refused record is kept.
+// A lit square from the pool's render copy; a shadow drawn once where two
+// triangles overlap; a sphere touching the frustum from outside is skipped;
+// the camera's Page Up and forward; nothing kept of a refused model record.
 TEST_F(EngineGl, TheSceneDrawnCulledSeenAndLoaded)
 {
     StartScene();
@@ -185,12 +171,52 @@ TEST_F(EngineGl, TheSceneDrawnCulledSeenAndLoaded)
 
 #if TESSIMO_IMPORT
 
-// A quad with normals and texture coordinates, a bare pentagon, two
-// materials: kept, or merged and centred. Input with no normals, a triangle
-// twice, one on a line, three on one edge, a speck far smaller than a
-// repeat: a drawable model and one line for each. Refused: one line
-// (status 1), a file there kept; bad arguments: what was wrong and the
-// usage line (status 2).
+// A capped cylinder about x (radius 1, x 20 to 30, 24 sides): s runs 6
+// repeats round from +y either way, t along the axis, the seam underneath.
+TEST_F(EngineGl, ImportedStrokesWrapTheCylinderAndTheOutlineHugsIt)
+{
+    StartScene();
+    std::string obj = "o cylinder\n";
+    char line[64];
+    for (int v = 0; v < 48; ++v, obj += line) // two rings of 24, then the ends' centres
+        snprintf(line, sizeof line, "v %d %f %f\n", v < 24 ? 20 : 30, std::cos(M_PI * v / 12),
+                 std::sin(M_PI * v / 12));
+    obj += "v 20 0 0\nv 30 0 0\n";
+    for (int i = 1, j = 2; i <= 24; ++i, j = i % 24 + 1, obj += line)
+        snprintf(line, sizeof line, "f %d %d %d\nf %d %d %d\nf 49 %d %d\nf 50 %d %d\n", i, j,
+                 j + 24, i, j + 24, i + 24, j, i, i + 24, j + 24);
+    WriteText("form.obj", obj);
+    ToolRun run = RunOurTool("tessimo-import --stroke-size 1 --outline 3 --info form.obj form.tsm");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(run.out.find("  cylinder                         elongated") != std::string::npos &&
+                run.out.find("6 turns") != std::string::npos)
+        << run.out;
+    MeshSet set;
+    set.Load("form.tsm", "", nullptr);
+    ASSERT_EQ(set.meshCount, 2u);
+    std::map<std::vector<float>, std::set<float>> sAt;
+    for (const Triangle& t : Triangles(set.meshes[0]))
+        for (const auto& c : t)
+        {
+            float around = std::atan2(c[2], c[1]) * 12.0f / float(M_PI);
+            if (std::fabs(c[3]) > 0.5f)
+                continue; // an end cap
+            EXPECT_NEAR(c[7], c[0] - 25.0f, 1e-4f);
+            EXPECT_NEAR(std::min(std::fabs(std::remainder(c[6] * 4.0f - around, 24.0f)),
+                                 std::fabs(std::remainder(c[6] * 4.0f + around, 24.0f))),
+                        0.0f, 1e-3f);
+            sAt[{c[0], c[1], c[2]}].insert(c[6]);
+        }
+    int seam = 0;
+    for (const auto& [place, s] : sAt)
+        seam +=
+            s.size() == 2 && place[1] < -0.9f && std::fabs(*s.rbegin() - *s.begin() - 6) < 1e-4f;
+    EXPECT_EQ(sAt.size() * 10 + seam, 482u); // 48 places, two on the seam
+}
+
+// Sources kept, or merged and centred; bad input gives a drawable model and a
+// line for each flaw; refusals give one line (status 1), bad arguments what
+// was wrong and the usage line (status 2), and a file there is kept.
 TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
 {
     StartScene();
@@ -200,7 +226,7 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
                          "o wing\nusemtl red\nf 1/1/1 2/2/1 3/3/1 4/4/1\n"
                          "o tail\nusemtl blue\nf 5 6 7 8 9\n");
     WriteText("two.mtl", "newmtl red\nKd 1 0 0\nnewmtl blue\nKd 0 0 1\n");
-    ASSERT_EQ(Import("--strokes keep --no-outline two.obj two.tsm").status, 0);
+    ASSERT_EQ(RunOurTool("tessimo-import --strokes keep --no-outline two.obj two.tsm").status, 0);
     MeshSet set, merged, bad;
     set.Load("two.tsm", "", nullptr);
     ASSERT_EQ(set.meshCount, 2u);
@@ -216,7 +242,10 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
     ASSERT_NE(set.meshes[0].shader, nullptr);
     EXPECT_NE(set.meshes[0].shader, set.meshes[1].shader);
     EXPECT_STREQ(set.meshes[1].shader->name, "blue");
-    ASSERT_EQ(Import("--strokes keep --no-outline --merge all --center two.obj all.tsm").status, 0);
+    ASSERT_EQ(RunOurTool(
+                  "tessimo-import --strokes keep --no-outline --merge all --center two.obj all.tsm")
+                  .status,
+              0);
     merged.Load("all.tsm", "", nullptr);
     ASSERT_EQ(merged.meshCount, 1u);
     EXPECT_EQ(merged.meshes[0].faceCount * 10 + merged.meshes[0].vertexCount, 59u);
@@ -232,7 +261,7 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
               "v -10 0.001 0.001\nv -9.999 0.001 0.001\nf 11 15 17\nf 11 17 13\n"
               "f 12 14 18\nf 12 18 16\nf 11 12 16\nf 11 16 15\nf 13 17 18\nf 13 18 14\n"
               "f 11 13 14\nf 11 14 12\nf 15 16 18\nf 15 18 17\n");
-    ToolRun run = Import("--info bad.obj bad.tsm");
+    ToolRun run = RunOurTool("tessimo-import --info bad.obj bad.tsm");
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "tessimo-import: left out triangles: 1 without area, 1 repeated\n"
                        "tessimo-import: box coordinates for parts too small to have axes: 1\n"
@@ -270,7 +299,7 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
     for (const auto& [arguments, error, status] : refusals)
     {
         SCOPED_TRACE(arguments);
-        run = Import(arguments);
+        run = RunOurTool("tessimo-import " + arguments);
         EXPECT_EQ(run.status, status);
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), status) << run.err;
         EXPECT_EQ(run.err.substr(0, error.size()), error);

@@ -83,16 +83,11 @@ TEST(TonalArtMap, BothFormsTheirSlicesAndTessimoTamsOutput)
         expected += "volume sha256 " + all.HexDigest() + "\nstrokes " +
                     std::to_string(quick.strokes) + "\n";
         testsupport::TempDir temp;
-        auto tam = [](std::vector<std::string> words)
-        {
-            words.insert(words.begin(),
-                         {testsupport::Env("TESSIMO_BINARY_DIR") + "/tools/tessimo-tam/tessimo-tam",
-                          "--size", "32", "--layers", "20"});
-            return testsupport::RunTool(words);
-        };
-        EXPECT_EQ(tam({"--digest"}).out, expected);
-        EXPECT_EQ(tam({"--digest", "--reference"}).out, expected);
-        ASSERT_EQ(tam({"--tone", "7", "--png", temp.path}).status, 0);
+        auto tam = [](const std::string& words)
+        { return testsupport::RunOurTool("tessimo-tam --size 32 --layers 20 " + words); };
+        EXPECT_EQ(tam("--digest").out, expected);
+        EXPECT_EQ(tam("--digest --reference").out, expected);
+        ASSERT_EQ(tam("--tone 7 --png " + temp.path).status, 0);
         testsupport::Picture picture;
         auto read = [&](const char* name)
         { return testsupport::ReadPng(temp.path + name, &picture) ? picture.rgb : Bytes(); };

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 #include <set>
-#include <sstream>
 
 #include "support/files.h"
 #include "support/process.h"
@@ -12,23 +12,15 @@
 namespace
 {
 
-using testsupport::Lines;
-using testsupport::ReadText;
-using testsupport::ToolRun;
-using testsupport::WriteText;
+using namespace testsupport;
 
-// Runs "tool argument...", split at blanks, with FULL and OUT replaced; `out` takes its output.
-ToolRun Tool(const std::string& command, const std::string& out = "", const std::string& full = "",
+// Runs "tool argument..." with FULL and OUT replaced; `out` takes its output.
+ToolRun Tool(std::string command, const std::string& out = "", const std::string& full = "",
              const std::string& output = "")
 {
-    std::vector<std::string> args;
-    std::istringstream in(command);
-    for (std::string w; in >> w;)
-        args.push_back(w == "FULL" ? full : w == "OUT" ? output : w);
-    args[0] = args[0] == "tessimo-shot"
-                  ? testsupport::Env("TESSIMO_RUN_DIR") + "/tessimo-shot"
-                  : testsupport::Env("TESSIMO_BINARY_DIR") + "/tools/" + args[0] + "/" + args[0];
-    return testsupport::RunTool(args, out);
+    command = std::regex_replace(command, std::regex("\\bFULL\\b"), full);
+    return testsupport::RunOurTool(std::regex_replace(command, std::regex("\\bOUT\\b"), output),
+                                   out);
 }
 
 TEST(ToolConvention, HelpBadArgumentsFailedRunsLinksAndArchiveNames)

@@ -1,7 +1,5 @@
-// A real GL context for gl tests: the engine's own Window on SDL's
-// offscreen driver (ctest sets SDL_VIDEODRIVER=offscreen for the gl label).
-// The window lives from construction to destruction; the log it writes goes
-// to the current directory.
+// A real GL context for gl tests, from construction to destruction: the
+// engine's own Window on SDL's offscreen driver; its log in the current folder.
 #pragma once
 
 #include "app/window.h"

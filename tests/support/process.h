@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -103,6 +104,19 @@ inline ToolRun RunTool(const std::vector<std::string>& command, const std::strin
         return text;
     };
     return {WaitExit(pid, 300), all(out), all(err)}; // in this order
+}
+
+// One of our tools, or tessimo-shot, with its arguments: blank-separated words.
+inline ToolRun RunOurTool(const std::string& words, const std::string& stdoutPath = "")
+{
+    std::vector<std::string> command;
+    std::istringstream in(words);
+    for (std::string w; in >> w;)
+        command.push_back(w);
+    command[0] = command[0] == "tessimo-shot"
+                     ? Env("TESSIMO_RUN_DIR") + "/tessimo-shot"
+                     : Env("TESSIMO_BINARY_DIR") + "/tools/" + command[0] + "/" + command[0];
+    return RunTool(command, stdoutPath);
 }
 
 } // namespace testsupport
