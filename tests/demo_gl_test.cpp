@@ -22,10 +22,9 @@ using DemoShot = RunDirTest;
 int Shot(const std::string& dir, long ticks, const std::string& size, const std::string& name,
          Picture* picture, std::vector<std::string> more = {})
 {
-    more.insert(more.begin(),
-                {Env("TESSIMO_RUN_DIR") + "/tessimo-shot", "--run", dir, "--ticks",
-                 std::to_string(ticks), "--size", size, "--output", dir + "/" + name});
-    ToolRun run = RunTool(more);
+    more.insert(more.begin(), {"tessimo-shot", "--run", dir, "--ticks", std::to_string(ticks),
+                               "--size", size, "--output", dir + "/" + name});
+    ToolRun run = RunOurTool(more);
     WriteText(dir + "/output.txt", run.out + run.err);
     EXPECT_TRUE(run.status || ReadPng(dir + "/" + name, picture));
     return run.status;
@@ -75,8 +74,8 @@ TEST_F(DemoShot, AModelBroughtByAUserReadsAsInk)
         SCOPED_TRACE(kind);
         std::string model = dir + "/" + kind + ".tsm", obj = dir + "/" + kind + ".obj";
         WriteText(obj, SurfaceObj(sphere));
-        ASSERT_EQ(RunTool({Env("TESSIMO_BINARY_DIR") + "/tools/tessimo-import/tessimo-import",
-                           "--position", "0,-2,-5", "--material", "Hatching", obj, model})
+        ASSERT_EQ(RunOurTool({"tessimo-import", "--position", "0,-2,-5", "--material", "Hatching",
+                              obj, model})
                       .status,
                   0);
         Picture solid;

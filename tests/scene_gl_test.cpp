@@ -186,7 +186,8 @@ TEST_F(EngineGl, ImportedStrokesWrapTheCylinderAndTheOutlineHugsIt)
         snprintf(line, sizeof line, "f %d %d %d\nf %d %d %d\nf 49 %d %d\nf 50 %d %d\n", i, j,
                  j + 24, i, j + 24, i + 24, j, i, i + 24, j + 24);
     WriteText("form.obj", obj);
-    ToolRun run = RunOurTool("tessimo-import --stroke-size 1 --outline 3 --info form.obj form.tsm");
+    ToolRun run =
+        RunOurTool(Words("tessimo-import --stroke-size 1 --outline 3 --info form.obj form.tsm"));
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_TRUE(run.out.find("  cylinder                         elongated") != std::string::npos &&
                 run.out.find("6 turns") != std::string::npos)
@@ -226,7 +227,8 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
                          "o wing\nusemtl red\nf 1/1/1 2/2/1 3/3/1 4/4/1\n"
                          "o tail\nusemtl blue\nf 5 6 7 8 9\n");
     WriteText("two.mtl", "newmtl red\nKd 1 0 0\nnewmtl blue\nKd 0 0 1\n");
-    ASSERT_EQ(RunOurTool("tessimo-import --strokes keep --no-outline two.obj two.tsm").status, 0);
+    ASSERT_EQ(
+        RunOurTool(Words("tessimo-import --strokes keep --no-outline two.obj two.tsm")).status, 0);
     MeshSet set, merged, bad;
     set.Load("two.tsm", "", nullptr);
     ASSERT_EQ(set.meshCount, 2u);
@@ -242,8 +244,8 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
     ASSERT_NE(set.meshes[0].shader, nullptr);
     EXPECT_NE(set.meshes[0].shader, set.meshes[1].shader);
     EXPECT_STREQ(set.meshes[1].shader->name, "blue");
-    ASSERT_EQ(RunOurTool(
-                  "tessimo-import --strokes keep --no-outline --merge all --center two.obj all.tsm")
+    ASSERT_EQ(RunOurTool(Words("tessimo-import --strokes keep --no-outline --merge all --center "
+                               "two.obj all.tsm"))
                   .status,
               0);
     merged.Load("all.tsm", "", nullptr);
@@ -261,7 +263,7 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
               "v -10 0.001 0.001\nv -9.999 0.001 0.001\nf 11 15 17\nf 11 17 13\n"
               "f 12 14 18\nf 12 18 16\nf 11 12 16\nf 11 16 15\nf 13 17 18\nf 13 18 14\n"
               "f 11 13 14\nf 11 14 12\nf 15 16 18\nf 15 18 17\n");
-    ToolRun run = RunOurTool("tessimo-import --info bad.obj bad.tsm");
+    ToolRun run = RunOurTool(Words("tessimo-import --info bad.obj bad.tsm"));
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "tessimo-import: left out triangles: 1 without area, 1 repeated\n"
                        "tessimo-import: box coordinates for parts too small to have axes: 1\n"
@@ -299,7 +301,7 @@ TEST_F(EngineGl, ImportKeepsTheSourceAndSaysWhatItLeftOutOrRefused)
     for (const auto& [arguments, error, status] : refusals)
     {
         SCOPED_TRACE(arguments);
-        run = RunOurTool("tessimo-import " + arguments);
+        run = RunOurTool(Words("tessimo-import " + arguments));
         EXPECT_EQ(run.status, status);
         EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), status) << run.err;
         EXPECT_EQ(run.err.substr(0, error.size()), error);

@@ -83,11 +83,14 @@ TEST(TonalArtMap, BothFormsTheirSlicesAndTessimoTamsOutput)
         expected += "volume sha256 " + all.HexDigest() + "\nstrokes " +
                     std::to_string(quick.strokes) + "\n";
         testsupport::TempDir temp;
-        auto tam = [](const std::string& words)
-        { return testsupport::RunOurTool("tessimo-tam --size 32 --layers 20 " + words); };
-        EXPECT_EQ(tam("--digest").out, expected);
-        EXPECT_EQ(tam("--digest --reference").out, expected);
-        ASSERT_EQ(tam("--tone 7 --png " + temp.path).status, 0);
+        auto tam = [](std::vector<std::string> more)
+        {
+            more.insert(more.begin(), {"tessimo-tam", "--size", "32", "--layers", "20"});
+            return testsupport::RunOurTool(more);
+        };
+        EXPECT_EQ(tam({"--digest"}).out, expected);
+        EXPECT_EQ(tam({"--digest", "--reference"}).out, expected);
+        ASSERT_EQ(tam({"--tone", "7", "--png", temp.path}).status, 0);
         testsupport::Picture picture;
         auto read = [&](const char* name)
         { return testsupport::ReadPng(temp.path + name, &picture) ? picture.rgb : Bytes(); };

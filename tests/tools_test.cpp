@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 #include <set>
 
 #include "support/files.h"
@@ -14,13 +13,14 @@ namespace
 
 using namespace testsupport;
 
-// Runs "tool argument..." with FULL and OUT replaced; `out` takes its output.
-ToolRun Tool(std::string command, const std::string& out = "", const std::string& full = "",
+// Runs "tool argument...", split at blanks, with FULL and OUT replaced; `out` takes its output.
+ToolRun Tool(const std::string& command, const std::string& out = "", const std::string& full = "",
              const std::string& output = "")
 {
-    command = std::regex_replace(command, std::regex("\\bFULL\\b"), full);
-    return testsupport::RunOurTool(std::regex_replace(command, std::regex("\\bOUT\\b"), output),
-                                   out);
+    std::vector<std::string> words = testsupport::Words(command);
+    for (std::string& w : words)
+        w = w == "FULL" ? full : w == "OUT" ? output : w;
+    return testsupport::RunOurTool(words, out);
 }
 
 TEST(ToolConvention, HelpBadArgumentsFailedRunsLinksAndArchiveNames)

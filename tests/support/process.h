@@ -106,13 +106,19 @@ inline ToolRun RunTool(const std::vector<std::string>& command, const std::strin
     return {WaitExit(pid, 300), all(out), all(err)}; // in this order
 }
 
-// One of our tools, or tessimo-shot, with its arguments: blank-separated words.
-inline ToolRun RunOurTool(const std::string& words, const std::string& stdoutPath = "")
+// The words of an argument line, split at blanks (no blanks inside a word).
+inline std::vector<std::string> Words(const std::string& line)
 {
-    std::vector<std::string> command;
-    std::istringstream in(words);
+    std::vector<std::string> words;
+    std::istringstream in(line);
     for (std::string w; in >> w;)
-        command.push_back(w);
+        words.push_back(w);
+    return words;
+}
+
+// One of our tools, or tessimo-shot, named by command[0] ("tessimo-rar").
+inline ToolRun RunOurTool(std::vector<std::string> command, const std::string& stdoutPath = "")
+{
     command[0] = command[0] == "tessimo-shot"
                      ? Env("TESSIMO_RUN_DIR") + "/tessimo-shot"
                      : Env("TESSIMO_BINARY_DIR") + "/tools/" + command[0] + "/" + command[0];
